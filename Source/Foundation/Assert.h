@@ -1,0 +1,32 @@
+#pragma once
+
+#include <Tarn/Foundation/Export.h>
+
+namespace Tarn {
+
+/// Receives a failed assertion: the condition's text exactly as written at the assertion site,
+/// the source file and the line. The operation that asserted continues after the handler returns.
+using AssertHandler = void (*)(const char* condition, const char* file, int line);
+
+/// Installs a handler for failed assertions and returns the previous one. Passing null restores
+/// the default handler, which writes one line to standard error.
+TARN_API AssertHandler setAssertHandler(AssertHandler handler);
+
+/// The handler in force (never null).
+TARN_API AssertHandler getAssertHandler();
+
+/// Reports a failed assertion through the installed handler.
+TARN_API void reportAssertion(const char* condition, const char* file, int line);
+
+} // namespace Tarn
+
+// The text reported is the stringified condition, so an assertion written as
+//   TARN_ASSERT(next < roster.size() && "Component pool over capacity.");
+// reports exactly: next < roster.size() && "Component pool over capacity."
+// Release builds compile assertions out entirely: the condition is not evaluated.
+#if defined(TARN_ENABLE_ASSERTIONS)
+#define TARN_ASSERT(condition)                                                                               \
+    ((condition) ? static_cast<void>(0) : ::Tarn::reportAssertion(#condition, __FILE__, __LINE__))
+#else
+#define TARN_ASSERT(condition) static_cast<void>(0)
+#endif
