@@ -20,7 +20,9 @@ AssertHandler setAssertHandler(AssertHandler handler) {
     return currentHandler.exchange(handler ? handler : &defaultAssertHandler);
 }
 
-AssertHandler getAssertHandler() { return currentHandler.load(); }
+AssertHandler getAssertHandler() {
+    return currentHandler.load();
+}
 
 void reportAssertion(const char* condition, const char* file, int line) {
     currentHandler.load()(condition, file, line);

@@ -7,7 +7,9 @@ namespace {
 AssertRecorder* active = nullptr;
 }
 
-AssertRecorder::AssertRecorder() : previous_(setAssertHandler(&AssertRecorder::record)) { active = this; }
+AssertRecorder::AssertRecorder() : previous_(setAssertHandler(&AssertRecorder::record)) {
+    active = this;
+}
 
 AssertRecorder::~AssertRecorder() {
     active = nullptr;

@@ -6,7 +6,9 @@
 // packaging test checks.
 namespace {
 int reported = 0;
-void count(const char*, const char*, int) { ++reported; }
+void count(const char*, const char*, int) {
+    ++reported;
+}
 } // namespace
 
 int main() {
