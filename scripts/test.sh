@@ -9,6 +9,8 @@ cd "$root"
 scripts/install-deps.sh || exit 1
 jobs="$(nproc)"
 failed=()
+passed_count=0
+failed_count=0
 
 stage() { echo; echo "===== $*"; }
 
@@ -22,7 +24,18 @@ run_preset() {
         grep -E 'error|FAILED' -A5 "build/$preset.log" | head -80; failed+=("$preset build"); return
     fi
     stage "$preset: tests"
-    ctest --preset "$preset" -j "$jobs" || failed+=("$preset tests")
+    ctest --preset "$preset" -j "$jobs" 2>&1 | tee "build/$preset.ctest.log"
+    [ "${PIPESTATUS[0]}" -eq 0 ] || failed+=("$preset tests")
+    # Summed over every preset for the closing line.
+    local line total bad
+    line="$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "build/$preset.ctest.log" | tail -n 1)"
+    total="$(sed -E 's/.* out of ([0-9]+).*/\1/' <<<"$line")"
+    bad="$(sed -E 's/.*passed, ([0-9]+) tests? failed.*/\1/' <<<"$line")"
+    if [ -n "$line" ]; then
+        passed_count=$((passed_count + total - bad)); failed_count=$((failed_count + bad))
+    else
+        failed_count=$((failed_count + 1))
+    fi
 }
 
 mkdir -p build
@@ -32,12 +45,20 @@ run_preset windows-debug
 
 stage "packaging: SDK and a client project outside the tree"
 if scripts/build-sdk.sh "$root/build/sdk-test" >build/sdk.log 2>&1; then
-    scripts/package-test.sh "$root/build/sdk-test" || failed+=("packaging")
+    if scripts/package-test.sh "$root/build/sdk-test"; then
+        passed_count=$((passed_count + 1))
+    else
+        failed+=("packaging"); failed_count=$((failed_count + 1))
+    fi
 else
     tail -60 build/sdk.log; failed+=("sdk build")
 fi
 
 echo
+if [ ${#failed[@]} -ne 0 ] && [ "$failed_count" -eq 0 ]; then
+    failed_count=${#failed[@]}
+fi
+echo "tests: $passed_count passed, $failed_count failed"
 if [ ${#failed[@]} -eq 0 ]; then
     echo "ALL STAGES PASSED"
     exit 0
