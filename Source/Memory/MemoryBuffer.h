@@ -1,0 +1,264 @@
+#pragma once
+
+#include <Tarn/Foundation/Export.h>
+#include <Tarn/Memory/Allocator.h>
+#include <Tarn/Memory/MemBlockType.h>
+
+#include <glm/ext/quaternion_float.hpp>
+#include <glm/mat4x4.hpp>
+#include <glm/vec3.hpp>
+#include <glm/vec4.hpp>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+namespace Tarn::Memory {
+
+/// A growable byte buffer with one cursor for reading and writing; also the library's binary
+/// serialisation.
+///
+/// Layout and invariants:
+/// - `buffer` is null when nothing is allocated; `bufferSize` bytes from it are valid.
+/// - `capacity` is what was allocated and what is handed back to `allocator`; it is 0 for a buffer
+///   that wraps memory it does not own (`allocator` is null then, and stays null).
+/// - `position` is the next byte to read and where the next write goes; it never exceeds
+///   `bufferSize` after a public operation.
+/// - Every block is allocated, deallocated and retagged with `type`, alignment 0; storage is
+///   replaced (allocate, copy, free), never grown in place.
+///
+/// Serialised values are written in host byte order (little-endian on every supported target)
+/// without padding: integers and floats at their width, vectors and quaternions component by
+/// component (x, y, z[, w]), matrices column by column, strings as a 32-bit length (characters
+/// plus one) followed by the characters and a terminating zero byte.
+///
+/// Writes append at the cursor and cut the buffer there: size becomes the new position, so a write
+/// in the middle drops what followed. Reads never go beyond size; a short read of a fixed-width
+/// value fills its missing bytes with zeros.
+///
+/// Not synchronised: one thread at a time.
+class TARN_API MemoryBuffer {
+public:
+    /// Origin of a seek.
+    enum class Anchor : uint32_t { Start = 0, Current = 1, End = 2 };
+
+    /// Empty, on the default allocator, tagged Buffer.
+    MemoryBuffer() noexcept;
+    /// Empty, on the default allocator, with the given tag.
+    explicit MemoryBuffer(MemBlockType type) noexcept;
+    /// Empty, on the given allocator (null means the default one); nothing is allocated.
+    explicit MemoryBuffer(Allocator* allocator, MemBlockType type = DefaultMemBlockType) noexcept;
+    /// Exactly `size` bytes of undefined contents from the default allocator.
+    explicit MemoryBuffer(uint64_t size, MemBlockType type = DefaultMemBlockType);
+    /// Exactly `size` bytes of undefined contents from `allocator` (null means the default one).
+    MemoryBuffer(uint64_t size, Allocator* allocator, MemBlockType type = DefaultMemBlockType);
+    /// With `reserveOnly`, `size` bytes of capacity and size 0; otherwise as MemoryBuffer(size, type).
+    MemoryBuffer(uint64_t size, bool reserveOnly, MemBlockType type = DefaultMemBlockType);
+    /// Wraps `size` bytes at `external` without owning them: readable, every write fails, nothing
+    /// is freed.
+    MemoryBuffer(void* external, uint64_t size) noexcept;
+    // An allocator passed with a size would otherwise silently pick the wrapping constructor.
+    MemoryBuffer(Allocator*, uint64_t) = delete;
+
+    /// Takes the storage; `other` is left empty, tagged Buffer, on its allocator.
+    MemoryBuffer(MemoryBuffer&& other) noexcept;
+    /// Frees this buffer's storage, then takes `other`'s as the move constructor does.
+    MemoryBuffer& operator=(MemoryBuffer&& other) noexcept;
+    MemoryBuffer(const MemoryBuffer&) = delete;
+    MemoryBuffer& operator=(const MemoryBuffer&) = delete;
+    ~MemoryBuffer();
+
+    uint8_t* data() noexcept { return buffer; }
+    const uint8_t* data() const noexcept { return buffer; }
+    uint8_t* dataFromPos() noexcept { return buffer + position; }
+    const uint8_t* dataFromPos() const noexcept { return buffer + position; }
+    uint64_t size() const noexcept { return bufferSize; }
+    uint64_t pos() const noexcept { return position; }
+    uint64_t unreadSize() const noexcept { return bufferSize - position; }
+    bool empty() const noexcept { return bufferSize == 0; }
+    uint64_t getCapacity() const noexcept { return capacity; }
+    MemBlockType getType() const noexcept { return type; }
+    Allocator* getAllocator() const noexcept { return allocator; }
+
+    /// Makes the capacity at least `newCapacity` (exactly that when it grows). Size and position
+    /// are kept. If the allocator refuses, nothing changes.
+    void reserve(uint64_t newCapacity);
+    /// Sets the size. Storage is replaced by exactly `newSize` bytes when it is too small or when
+    /// `forceReallocation` is set (then a size of 0 frees it); the first bytes are kept only with
+    /// `keepData`. An unchanged size does nothing at all. The position is clamped to the new size.
+    /// If the allocator refuses, nothing changes.
+    void resize(uint64_t newSize, bool keepData = true, bool forceReallocation = false);
+    /// Frees the storage unless the size is already 0 (reserved storage is then kept).
+    void clear();
+    /// Moves to `newAllocator` (returning the storage to the old one when it differs), then
+    /// resize(newSize, false, false).
+    void reset(uint64_t newSize, Allocator* newAllocator);
+    /// Appends `count` uninitialised bytes and returns a pointer to the first; the position is not
+    /// moved. Grows to max((capacity + count) * 3 / 2, 128) when needed. Returns null, changing
+    /// nothing, when storage cannot be had.
+    uint8_t* grow(uint64_t count);
+    /// Retags the storage with the allocator and remembers the new tag.
+    void changeType(MemBlockType newType);
+    /// Makes this buffer's contents a copy of `other`'s and takes its tag; the storage is not
+    /// retagged with the allocator, it stays accounted under the tag it was allocated with.
+    void copy(const MemoryBuffer& other);
+    /// Exchanges everything, storage, cursor, allocator and tag.
+    void swap(MemoryBuffer& other) noexcept;
+    /// Same size and same bytes.
+    bool areContentsEqual(const MemoryBuffer& other) const noexcept;
+
+    /// Moves the cursor relative to `anchor`, then clamps it to [0, size]. An unknown anchor only
+    /// clamps.
+    void seek(int64_t offset, Anchor anchor = Anchor::Start) noexcept;
+
+    /// Writes `count` bytes at the cursor, advances it and cuts the size there. False, writing
+    /// nothing, on a buffer without an allocator or when storage cannot be had.
+    bool write(const void* source, uint64_t count) {
+        if (allocator != nullptr && count <= capacity - bufferSize && count != 0) {
+            std::memcpy(buffer + position, source, count);
+            position += count;
+            bufferSize = position;
+            return true;
+        }
+        return writeSlow(source, count);
+    }
+    bool write8(uint8_t value) { return writeFixed(value); }
+    bool write16(uint16_t value) { return writeFixed(value); }
+    bool write32(uint32_t value) { return writeFixed(value); }
+    bool write64(uint64_t value) { return writeFixed(value); }
+    bool writeFloat(float value) { return writeFixed(value); }
+    bool writeDouble(double value) { return writeFixed(value); }
+    /// The vector and quaternion writes go one component at a time and report true even on a
+    /// buffer that cannot be written (its components are skipped); check `size` when it matters.
+    bool writeFloat3(const glm::vec3& value) {
+        const float components[3] = {value.x, value.y, value.z};
+        return writeComponents(components, 3);
+    }
+    bool writeFloat4(const glm::vec4& value) {
+        const float components[4] = {value.x, value.y, value.z, value.w};
+        return writeComponents(components, 4);
+    }
+    bool writeQuaternion(const glm::quat& value) {
+        const float components[4] = {value.x, value.y, value.z, value.w};
+        return writeComponents(components, 4);
+    }
+    /// Four columns, each as writeFloat4. Always true.
+    bool writeMatrix(const glm::mat4& value) {
+        for (int column = 0; column < 4; ++column) {
+            writeFloat4(value[column]);
+        }
+        return true;
+    }
+
+    /// Copies up to `count` bytes from the cursor; returns how many there were.
+    uint64_t read(void* destination, uint64_t count) noexcept {
+        const uint64_t available = bufferSize - position;
+        const uint64_t n = count < available ? count : available;
+        if (n != 0) {
+            std::memcpy(destination, buffer + position, n);
+            position += n;
+        }
+        return n;
+    }
+    uint8_t read8() noexcept { return readFixed<uint8_t>(); }
+    uint16_t read16() noexcept { return readFixed<uint16_t>(); }
+    uint32_t read32() noexcept { return readFixed<uint32_t>(); }
+    uint64_t read64() noexcept { return readFixed<uint64_t>(); }
+    float readFloat() noexcept { return readFixed<float>(); }
+    double readDouble() noexcept { return readFixed<double>(); }
+    glm::vec3 readFloat3() noexcept {
+        float c[3];
+        readComponents(c, 3);
+        return glm::vec3(c[0], c[1], c[2]);
+    }
+    glm::vec4 readFloat4() noexcept {
+        float c[4];
+        readComponents(c, 4);
+        return glm::vec4(c[0], c[1], c[2], c[3]);
+    }
+    glm::quat readQuaternion() noexcept {
+        float c[4];
+        readComponents(c, 4);
+        glm::quat q;
+        q.x = c[0];
+        q.y = c[1];
+        q.z = c[2];
+        q.w = c[3];
+        return q;
+    }
+    glm::mat4 readMatrix() noexcept {
+        glm::mat4 m(1.0f);
+        for (int column = 0; column < 4; ++column) {
+            m[column] = readFloat4();
+        }
+        return m;
+    }
+    /// Reads a length-prefixed string and drops its terminating byte. The length is trusted only
+    /// up to the bytes that were unread before it: a short buffer yields a string padded with zero
+    /// characters, never a read beyond size.
+    std::string readString();
+
+private:
+    bool writeSlow(const void* source, uint64_t count);
+    bool writeComponentsSlow(const float* components, int count);
+    void release() noexcept;
+
+    template <typename T>
+    bool writeFixed(T value) {
+        if (allocator != nullptr && sizeof(T) <= capacity - bufferSize) {
+            std::memcpy(buffer + position, &value, sizeof(T));
+            position += sizeof(T);
+            bufferSize = position;
+            return true;
+        }
+        return writeSlow(&value, sizeof(T));
+    }
+
+    // When all components fit, one copy writes exactly what the component-wise writes would have.
+    bool writeComponents(const float* components, int count) {
+        const uint64_t bytes = static_cast<uint64_t>(count) * sizeof(float);
+        if (allocator != nullptr && bytes <= capacity - bufferSize) {
+            std::memcpy(buffer + position, components, bytes);
+            position += bytes;
+            bufferSize = position;
+            return true;
+        }
+        return writeComponentsSlow(components, count);
+    }
+
+    template <typename T>
+    T readFixed() noexcept {
+        T value;
+        if (bufferSize - position >= sizeof(T)) {
+            std::memcpy(&value, buffer + position, sizeof(T));
+            position += sizeof(T);
+            return value;
+        }
+        // Bytes missing at the end read as zeros rather than whatever the stack held.
+        unsigned char bytes[sizeof(T)] = {};
+        read(bytes, sizeof(T));
+        std::memcpy(&value, bytes, sizeof(T));
+        return value;
+    }
+
+    void readComponents(float* components, int count) noexcept {
+        const uint64_t bytes = static_cast<uint64_t>(count) * sizeof(float);
+        if (bufferSize - position >= bytes) {
+            std::memcpy(components, buffer + position, bytes);
+            position += bytes;
+            return;
+        }
+        for (int i = 0; i < count; ++i) {
+            components[i] = readFloat();
+        }
+    }
+
+    uint8_t* buffer;
+    uint64_t bufferSize;
+    uint64_t capacity;
+    uint64_t position;
+    Allocator* allocator;
+    MemBlockType type;
+};
+
+} // namespace Tarn::Memory
