@@ -218,7 +218,7 @@ void MemoryBuffer::seek(int64_t offset, Anchor anchor) noexcept {
     }
 }
 
-bool MemoryBuffer::writeSlow(const void* source, uint64_t count) {
+bool MemoryBuffer::makeRoomForWrite(uint64_t count) {
     if (allocator == nullptr) {
         return false;
     }
@@ -227,15 +227,37 @@ bool MemoryBuffer::writeSlow(const void* source, uint64_t count) {
             return false;
         }
         reserve(std::max({bufferSize + count, capacity * 3 / 2, MinWriteCapacity}));
-        // Writing past the storage the allocator refused would corrupt the heap.
+        // Writing past storage the allocator refused would corrupt the heap.
         if (count > capacity - bufferSize) {
             return false;
         }
+    }
+    return true;
+}
+
+bool MemoryBuffer::writeSlow(const void* source, uint64_t count) {
+    if (!makeRoomForWrite(count)) {
+        return false;
     }
     if (count != 0) {
         std::memcpy(buffer + position, source, count);
     }
     position += count;
+    bufferSize = position;
+    return true;
+}
+
+bool MemoryBuffer::writeTextSlow(const char* characters, uint64_t count) {
+    if (!makeRoomForWrite(count + 1)) {
+        return false;
+    }
+    if (count != 0) {
+        std::memcpy(buffer + position, characters, count);
+    }
+    // The terminator is written, not copied from the byte after the view, so a view that is not
+    // followed by a zero (a substring, a slice of a packet) still serialises correctly.
+    buffer[position + count] = 0;
+    position += count + 1;
     bufferSize = position;
     return true;
 }

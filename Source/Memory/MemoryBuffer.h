@@ -3,6 +3,7 @@
 #include <Tarn/Foundation/Export.h>
 #include <Tarn/Memory/Allocator.h>
 #include <Tarn/Memory/MemBlockType.h>
+#include <Tarn/Strings/StringView.h>
 
 #include <glm/ext/quaternion_float.hpp>
 #include <glm/mat4x4.hpp>
@@ -150,6 +151,29 @@ public:
         return true;
     }
 
+    /// Writes the 32-bit length (characters + 1), the characters and a terminating zero byte; the
+    /// text and its terminator go in as one write. Returns that write's result. A view of 2^32 - 1
+    /// characters has a length of 0 and writes only the length.
+    bool writeString(StringView text) {
+        const auto length = static_cast<uint32_t>(text.size() + 1);
+        write32(length);
+        if (length == 0) {
+            return true;
+        }
+        const uint64_t characters = length - 1u;
+        if (allocator != nullptr && length <= capacity - bufferSize) {
+            uint8_t* target = buffer + position;
+            if (characters != 0) {
+                std::memcpy(target, text.data(), characters);
+            }
+            target[characters] = 0;
+            position += length;
+            bufferSize = position;
+            return true;
+        }
+        return writeTextSlow(text.data(), characters);
+    }
+
     /// Copies up to `count` bytes from the cursor; returns how many there were.
     uint64_t read(void* destination, uint64_t count) noexcept {
         const uint64_t available = bufferSize - position;
@@ -199,7 +223,9 @@ public:
     std::string readString();
 
 private:
+    bool makeRoomForWrite(uint64_t count);
     bool writeSlow(const void* source, uint64_t count);
+    bool writeTextSlow(const char* characters, uint64_t count);
     bool writeComponentsSlow(const float* components, int count);
     void release() noexcept;
 

@@ -390,3 +390,37 @@ TEST(MemoryBuffer, RefusedStorageFailsTheWriteInsteadOfOverrunning) {
     buffer.seek(0);
     EXPECT_EQ(buffer.read32(), 1u);
 }
+
+TEST(MemoryBuffer, StringsAreLengthCharactersAndTerminator) {
+    CountingAllocator allocator;
+    MemoryBuffer buffer(&allocator);
+    EXPECT_TRUE(buffer.writeString("abc"));
+    EXPECT_EQ(contents(buffer), (Bytes{4, 0, 0, 0, 'a', 'b', 'c', 0}));
+    // A view that is not followed by a zero still gets a terminator, not its next character.
+    const Tarn::StringView prefix = Tarn::StringView("xyzw").substr(0, 2);
+    EXPECT_TRUE(buffer.writeString(prefix));
+    EXPECT_TRUE(buffer.writeString(Tarn::StringView()));
+    EXPECT_EQ(Bytes(buffer.data() + 8, buffer.data() + buffer.size()),
+              (Bytes{3, 0, 0, 0, 'x', 'y', 0, 1, 0, 0, 0, 0}));
+
+    buffer.seek(0);
+    EXPECT_EQ(buffer.readString(), "abc");
+    EXPECT_EQ(buffer.pos(), 8u);
+    EXPECT_EQ(buffer.readString(), "xy");
+    EXPECT_EQ(buffer.readString(), "");
+    EXPECT_EQ(buffer.unreadSize(), 0u);
+
+    // Text and terminator are one write: one reserve of max(size + 2001, 1536, 1024).
+    MemoryBuffer fresh(&allocator);
+    allocator.clearLog();
+    const std::string text(2000, 'q');
+    fresh.writeString(text);
+    EXPECT_EQ(allocator.allocationSizes(), (std::vector<uint64_t>{1024, 2005}));
+    fresh.seek(0);
+    EXPECT_EQ(fresh.readString(), text);
+
+    uint8_t bytes[8] = {};
+    MemoryBuffer wrapped(bytes, sizeof(bytes));
+    EXPECT_FALSE(wrapped.writeString("abc"));
+    EXPECT_EQ(bytes[0], 0);
+}
