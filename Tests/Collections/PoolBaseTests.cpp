@@ -1,0 +1,171 @@
+#include "AssertRecorder.h"
+#include "CountingAllocator.h"
+
+#include <Tarn/Collections/PoolBase.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+using Tarn::MemBlockType;
+using Tarn::Collections::PoolBase;
+using Tarn::Testing::AssertRecorder;
+using Tarn::Testing::CountingAllocator;
+using Op = CountingAllocator::Op;
+
+TEST(PoolBase, CapacityIsWholePagesOfExactSize) {
+    CountingAllocator allocator;
+    {
+        PoolBase pool(16, 10, 4, &allocator, MemBlockType::Component);
+        EXPECT_EQ(pool.getCapacity(), 12u);
+        EXPECT_EQ(pool.getPageSize(), 4u);
+        EXPECT_EQ(pool.size(), 0u);
+        EXPECT_EQ(allocator.allocationSizes(), (std::vector<uint64_t>{64, 64, 64}));
+        for (const auto& call : allocator.calls(Op::Allocate)) {
+            EXPECT_EQ(call.type, MemBlockType::Component);
+            EXPECT_EQ(call.alignment, 0u);
+        }
+        pool.resize(12); // already there: nothing added
+        pool.resize(13);
+        EXPECT_EQ(pool.getCapacity(), 16u);
+        EXPECT_EQ(allocator.calls(Op::Allocate).size(), 4u);
+    }
+    EXPECT_EQ(allocator.getAllocationCount(), 0u);
+    EXPECT_EQ(allocator.bytes(MemBlockType::Component), 0u);
+}
+
+TEST(PoolBase, FreshSlotsGoOutInAddressOrderPageByPage) {
+    CountingAllocator allocator;
+    PoolBase pool(16, 8, 4, &allocator);
+    std::vector<uint8_t*> slots;
+    for (int i = 0; i < 8; ++i) {
+        slots.push_back(static_cast<uint8_t*>(pool.allocate()));
+    }
+    const uint32_t expected[8] = {0, 1, 2, 3, 0x10000, 0x10001, 0x10002, 0x10003};
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(pool.getHandle(slots[i]), expected[i]);
+        EXPECT_EQ(pool.getElement(expected[i]), slots[i]);
+        if (i % 4 != 0) {
+            EXPECT_EQ(slots[i] - slots[i - 1], 16);
+        }
+    }
+    EXPECT_EQ(pool.size(), 8u);
+
+    // Full: the next allocation adds exactly one page and hands out its first slot.
+    void* ninth = pool.allocate();
+    EXPECT_EQ(pool.getHandle(ninth), 0x20000u);
+    EXPECT_EQ(pool.getCapacity(), 12u);
+    EXPECT_EQ(allocator.allocationSizes(), (std::vector<uint64_t>{64, 64, 64}));
+
+    // A pointer into the middle of a slot names that slot.
+    EXPECT_EQ(pool.getHandle(slots[6] + 3), 0x10002u);
+}
+
+TEST(PoolBase, FreedSlotsComeBackLastInFirstOutAheadOfNewPages) {
+    PoolBase pool(8, 4, 4);
+    void* s[4];
+    for (void*& slot : s) {
+        slot = pool.allocate();
+    }
+    pool.deallocate(s[1]);
+    pool.deallocate(s[3]);
+    EXPECT_EQ(pool.size(), 2u);
+    pool.resize(8); // the new page goes behind the two free slots
+    EXPECT_EQ(pool.allocate(), s[3]);
+    EXPECT_EQ(pool.allocate(), s[1]);
+    void* next = pool.allocate();
+    EXPECT_EQ(pool.getHandle(next), 0x10000u);
+    EXPECT_EQ(pool.getHandle(pool.allocate()), 0x10001u);
+}
+
+TEST(PoolBase, ValidityAndTheFreeListTailQuirk) {
+    PoolBase pool(8, 4, 4);
+    EXPECT_TRUE(pool.isValid(3));
+    EXPECT_FALSE(pool.isValid(4)); // offset == pageSize
+    EXPECT_FALSE(pool.isValid(0x10000));
+    EXPECT_FALSE(pool.isAllocated(0x10000));
+
+    // Free list: 0 -> 1 -> 2 -> 3. The tail (3) is not compared.
+    EXPECT_FALSE(pool.isAllocated(0));
+    EXPECT_FALSE(pool.isAllocated(2));
+    EXPECT_TRUE(pool.isAllocated(3));
+
+    void* first = pool.allocate();
+    EXPECT_TRUE(pool.isAllocated(0));
+    pool.allocate();
+    pool.allocate(); // only slot 3 left: everything reports allocated
+    EXPECT_TRUE(pool.isAllocated(3));
+    pool.allocate(); // nothing free
+    EXPECT_TRUE(pool.isAllocated(3));
+    pool.deallocate(first); // free list: 0 -> (nothing)
+    EXPECT_TRUE(pool.isAllocated(0));
+}
+
+TEST(PoolBase, MisuseRaisesExactTextsAndLeavesThePoolUsable) {
+    AssertRecorder recorder;
+    {
+        PoolBase small(4, 2, 2);
+        EXPECT_TRUE(recorder.saw("elementSize >= sizeof(PoolHeader) && \"Element size must be at least "
+                                 "enough to store a pointer.\""));
+        void* a = small.allocate();
+        void* b = small.allocate();
+        EXPECT_NE(a, nullptr);
+        EXPECT_NE(b, nullptr);
+        EXPECT_NE(a, b);
+    }
+    {
+        PoolBase wide(8, 0, 65536);
+        EXPECT_TRUE(recorder.saw(
+            "pageSize <= MaxElementOffset && \"Page size must be smaller or equal to max element offset.\""));
+    }
+
+    PoolBase pool(16, 8, 4);
+    recorder.clear();
+    pool.resize(4);
+    EXPECT_EQ(recorder.texts(), std::vector<std::string>{
+                                    "desiredCapacity >= capacity && \"Pool does not support shrinkage.\""});
+    EXPECT_EQ(pool.getCapacity(), 8u);
+
+    recorder.clear();
+    pool.deallocate(pool.getElement(0));
+    EXPECT_EQ(recorder.texts(),
+              std::vector<std::string>{"numAllocated && \"No available elements to free.\""});
+    EXPECT_EQ(pool.size(), 0u);
+    EXPECT_EQ(pool.getHandle(pool.allocate()), 0u); // the free list was not touched
+
+    recorder.clear();
+    int outside = 0;
+    EXPECT_EQ(pool.getHandle(&outside), 0u);
+    EXPECT_EQ(pool.getElement(0x20000), nullptr);
+    EXPECT_EQ(pool.getElement(0x00004), nullptr);
+    EXPECT_EQ(recorder.texts(),
+              (std::vector<std::string>{"false && \"Element not part of any allocated pages.\"",
+                                        "pageIndex < pages.size() && \"Page index out of range.\"",
+                                        "elementIndex < pageSize && \"Element index out of range.\""}));
+
+    recorder.clear();
+    PoolBase many(8, 0, 1);
+    many.resize(0x10000);
+    EXPECT_TRUE(recorder.saw(
+        "numPages <= MaxElementOffset && \"Page count must be smaller or equal to max element offset.\""));
+    EXPECT_EQ(many.getCapacity(), 0xFFFFu);
+}
+
+TEST(PoolBase, MoveTransfersThePages) {
+    CountingAllocator allocator;
+    PoolBase source(16, 4, 4, &allocator);
+    void* slot = source.allocate();
+    PoolBase moved(std::move(source));
+    EXPECT_EQ(moved.getHandle(slot), 0u);
+    EXPECT_EQ(moved.size(), 1u);
+    EXPECT_EQ(moved.getHandle(moved.allocate()), 1u);
+
+    PoolBase target(16, 8, 4, &allocator);
+    allocator.clearLog();
+    target = std::move(moved);
+    EXPECT_EQ(allocator.calls(Op::Deallocate).size(), 2u); // target's own two pages
+    EXPECT_EQ(target.getCapacity(), 4u);
+    EXPECT_EQ(target.getHandle(target.allocate()), 2u);
+    EXPECT_EQ(allocator.getAllocationCount(), 1u);
+}
