@@ -1,0 +1,220 @@
+#include <Tarn/Collections/IntrusiveList.h>
+#include <Tarn/Foundation/Assert.h>
+
+#include <cstdint>
+
+// The sentinels alias the list's fields: a write through `node->prev` may land in `tailPrev` and a
+// write through `node->next` in `head`. This file is compiled without strict aliasing so that the
+// compiler never caches a field across such a write.
+
+namespace Tarn {
+
+namespace {
+
+constexpr std::size_t BrokenList = SIZE_MAX;
+
+void unlink(IntrusiveNode* node) noexcept {
+    node->prev->next = node->next;
+    node->next->prev = node->prev;
+    node->next = nullptr;
+    node->prev = nullptr;
+}
+
+} // namespace
+
+IntrusiveList::IntrusiveList() noexcept : head(backSentinel()), tail(nullptr), tailPrev(frontSentinel()) {}
+
+IntrusiveList::IntrusiveList(IntrusiveList&& other) noexcept : IntrusiveList() {
+    takeNodes(other);
+}
+
+IntrusiveList& IntrusiveList::operator=(IntrusiveList&& other) noexcept {
+    if (this != &other) {
+        head = backSentinel();
+        tail = nullptr;
+        tailPrev = frontSentinel();
+        takeNodes(other);
+    }
+    return *this;
+}
+
+void IntrusiveList::takeNodes(IntrusiveList& other) noexcept {
+    if (other.empty()) {
+        return;
+    }
+    // Copy the fields as they are, then re-point the two links that named the other list.
+    head = other.head;
+    tailPrev = other.tailPrev;
+    head->prev = frontSentinel();
+    tailPrev->next = backSentinel();
+    other.head = other.backSentinel();
+    other.tailPrev = other.frontSentinel();
+}
+
+std::size_t IntrusiveList::countNodes() const noexcept {
+    // Counts from head to the back sentinel. A null link or a cycle (both only after misuse) makes
+    // the count BrokenList, which fails the callers' consistency checks instead of hanging them.
+    std::size_t count = 0;
+    const IntrusiveNode* slow = head;
+    const IntrusiveNode* node = head;
+    while (node != backSentinel()) {
+        if (node == nullptr) {
+            return BrokenList;
+        }
+        node = node->next;
+        ++count;
+        if ((count & 1) == 0) {
+            slow = slow->next;
+            if (slow == node && node != backSentinel()) {
+                return BrokenList;
+            }
+        }
+    }
+    return count;
+}
+
+void IntrusiveList::pushFront(IntrusiveNode* node) {
+    if (node == nullptr) {
+        TARN_ASSERT(node);
+        return;
+    }
+    TARN_ASSERT(node->next == nullptr);
+    TARN_ASSERT(node->prev == nullptr);
+    if (node->next != nullptr && node->prev != nullptr) {
+        unlink(node); // still linked somewhere: move it rather than corrupt both lists
+    }
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t n = countNodes();
+#endif
+
+    IntrusiveNode* first = head;
+    node->next = first;
+    node->prev = frontSentinel();
+    first->prev = node; // tailPrev when the list was empty
+    head = node;
+
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t m = countNodes();
+    TARN_ASSERT(n + 1 == m);
+    TARN_ASSERT(head->prev != nullptr);
+    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
+#endif
+}
+
+void IntrusiveList::pushBack(IntrusiveNode* node) {
+    if (node == nullptr) {
+        TARN_ASSERT(node);
+        return;
+    }
+    TARN_ASSERT(node->next == nullptr);
+    TARN_ASSERT(node->prev == nullptr);
+    if (node->next != nullptr && node->prev != nullptr) {
+        unlink(node);
+    }
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t n = countNodes();
+#endif
+
+    IntrusiveNode* last = tailPrev;
+    node->next = backSentinel();
+    node->prev = last;
+    last->next = node; // head when the list was empty
+    tailPrev = node;
+
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t m = countNodes();
+    TARN_ASSERT(n + 1 == m);
+    TARN_ASSERT(head->prev != nullptr);
+    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
+#endif
+}
+
+void IntrusiveList::insert(IntrusiveNode* prev, IntrusiveNode* node) {
+    if (prev == nullptr || node == nullptr) {
+        TARN_ASSERT(prev);
+        TARN_ASSERT(node);
+        return;
+    }
+    TARN_ASSERT(prev->next);
+    TARN_ASSERT(prev->prev);
+    TARN_ASSERT(node->next == nullptr);
+    TARN_ASSERT(node->prev == nullptr);
+    TARN_ASSERT(head->prev != nullptr && "List is empty");
+    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head && "List is empty");
+    if (node == prev) {
+        return; // a node cannot follow itself
+    }
+    if (node->next != nullptr && node->prev != nullptr) {
+        unlink(node);
+    }
+    if (prev->next == nullptr) {
+        // prev is not linked: the node goes to the back rather than nowhere.
+        pushBack(node);
+        return;
+    }
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t n = countNodes();
+#endif
+
+    IntrusiveNode* following = prev->next;
+    node->next = following;
+    node->prev = prev;
+    following->prev = node; // tailPrev when prev was the last node
+    prev->next = node;
+
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t m = countNodes();
+    TARN_ASSERT(n + 1 == m);
+    TARN_ASSERT(head->prev != nullptr);
+    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
+#endif
+}
+
+void IntrusiveList::remove(IntrusiveNode* node) {
+    TARN_ASSERT(node);
+    if (node == nullptr || node->next == nullptr || node->prev == nullptr) {
+        return; // not in any list: nothing to unlink
+    }
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t n = countNodes();
+#endif
+
+    unlink(node);
+
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t m = countNodes();
+    TARN_ASSERT(n == m + 1);
+#endif
+}
+
+IntrusiveNode* IntrusiveList::popFront() {
+    if (head->next == nullptr) {
+        return nullptr; // head is the back sentinel
+    }
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t n = countNodes();
+#endif
+
+    IntrusiveNode* first = head;
+    first->next->prev = frontSentinel();
+    head = first->next;
+    first->next = nullptr;
+    first->prev = nullptr;
+
+#if defined(TARN_ENABLE_ASSERTIONS)
+    const std::size_t m = countNodes();
+    TARN_ASSERT(n == m + 1);
+#endif
+    return first;
+}
+
+IntrusiveNode* IntrusiveList::popBack() {
+    if (tailPrev == frontSentinel()) {
+        return nullptr;
+    }
+    IntrusiveNode* last = tailPrev;
+    remove(last);
+    return last;
+}
+
+} // namespace Tarn
