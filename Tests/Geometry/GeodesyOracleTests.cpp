@@ -1,0 +1,143 @@
+// Geodesy checked against PROJ, an independent implementation (its transverse Mercator is the
+// exact Poder/Engsager algorithm, not the series used here).
+#include <Tarn/Geometry/Geodesy.h>
+
+#include <gtest/gtest.h>
+
+#include <proj.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <random>
+#include <string>
+
+namespace {
+
+struct ContextDeleter {
+    void operator()(PJ_CONTEXT* ctx) const { proj_context_destroy(ctx); }
+};
+struct PJDeleter {
+    void operator()(PJ* pj) const { proj_destroy(pj); }
+};
+using Context = std::unique_ptr<PJ_CONTEXT, ContextDeleter>;
+using Transform = std::unique_ptr<PJ, PJDeleter>;
+
+class GeodesyOracle : public ::testing::Test {
+protected:
+    Transform make(const std::string& definition) {
+        Transform pj(proj_create(ctx.get(), definition.c_str()));
+        EXPECT_TRUE(pj) << definition;
+        return pj;
+    }
+    // Longitude and latitude in degrees in, whatever the last step produces out.
+    Transform fromDegrees(const std::string& steps) {
+        return make("+proj=pipeline +step +proj=unitconvert +xy_in=deg +xy_out=rad " + steps);
+    }
+    static PJ_COORD apply(PJ* pj, double latitude, double longitude, double altitude) {
+        return proj_trans(pj, PJ_FWD, proj_coord(longitude, latitude, altitude, 0.0));
+    }
+    static void report(const char* what, double metres) {
+        std::printf("[  oracle  ] largest difference, %s: %.3g m\n", what, metres);
+        ::testing::Test::RecordProperty(what, std::to_string(metres));
+    }
+
+    Context ctx{proj_context_create()};
+    std::mt19937_64 rng{20261122};
+};
+
+} // namespace
+
+TEST_F(GeodesyOracle, ECEFWithinOneMillimetre) {
+    Transform cart = fromDegrees("+step +proj=cart +ellps=WGS84");
+    ASSERT_TRUE(cart);
+    std::uniform_real_distribution<double> lat(-90.0, 90.0), lon(-180.0, 180.0), alt(-500.0, 9000.0);
+    double worst = 0.0;
+    for (int i = 0; i < 5000; ++i) {
+        const double la = lat(rng), lo = lon(rng), h = alt(rng);
+        const glm::dvec3 ours = LLtoECEF(la, lo, h);
+        const PJ_COORD theirs = apply(cart.get(), la, lo, h);
+        const double d = std::hypot(ours.x - theirs.xyz.x, ours.y - theirs.xyz.y, ours.z - theirs.xyz.z);
+        worst = std::max(worst, d);
+        ASSERT_LT(d, 1e-3) << la << ", " << lo << ", " << h;
+    }
+    report("LLtoECEF", worst);
+}
+
+TEST_F(GeodesyOracle, UTMWithinOneCentimetreNearTheCentralMeridian) {
+    // The projection depends only on the distance from the central meridian, so one PROJ
+    // transverse Mercator centred on 0 serves every zone; each row of the table is checked with its
+    // own radius and eccentricity.
+    const auto table = Tarn::getEllipsoids();
+    std::uniform_real_distribution<double> lat(-80.0, 84.0), offset(-3.0, 3.0);
+    std::uniform_int_distribution<int> zones(1, 60);
+    double worst = 0.0;
+    for (int ellipsoid = 1; ellipsoid < Tarn::kEllipsoidCount; ++ellipsoid) {
+        char params[160];
+        std::snprintf(params, sizeof params,
+                      "+step +proj=tmerc +lon_0=0 +k_0=0.9996 +x_0=500000 +a=%.17g +es=%.17g",
+                      table[ellipsoid].equatorialRadius, table[ellipsoid].eccentricitySquared);
+        Transform north = fromDegrees(std::string(params) + " +y_0=0");
+        Transform south = fromDegrees(std::string(params) + " +y_0=10000000");
+        ASSERT_TRUE(north && south);
+        const int samples = ellipsoid == Tarn::kEllipsoidWGS84 ? 20000 : 500;
+        for (int i = 0; i < samples; ++i) {
+            const int zone = zones(rng);
+            const double la = lat(rng), d = offset(rng);
+            const bool isNorth = la >= 0.0;
+            double e = 0.0, n = 0.0;
+            LLtoUTM(e, n, la, zone * 6 - 183 + d, zone, isNorth, ellipsoid);
+            const PJ_COORD ref = apply(isNorth ? north.get() : south.get(), la, d, 0.0);
+            const double diff = std::hypot(e - ref.xy.x, n - ref.xy.y);
+            worst = std::max(worst, diff);
+            ASSERT_LT(diff, 0.01) << table[ellipsoid].name << " zone " << zone << " at " << la << ", " << d;
+        }
+    }
+    report("LLtoUTM within 3 degrees", worst);
+}
+
+TEST_F(GeodesyOracle, ZoneFromPointAgreesWithTheGridOfThatZone) {
+    // With the zone left to LLtoUTM, the result must be the projection into the zone LLtoUTMZone
+    // picks, including the Norway and Svalbard exceptions.
+    const double points[][2] = {{60.0, 5.0},   {78.0, 10.0}, {78.0, 20.5},
+                                {-33.9, 18.4}, {1.0, 179.9}, {1.0, 180.0}};
+    for (const auto& p : points) {
+        int zone = 0;
+        bool isNorth = true;
+        LLtoUTMZone(zone, isNorth, p[0], p[1]);
+        Transform utm = fromDegrees("+step +proj=utm +ellps=WGS84 +zone=" + std::to_string(zone) +
+                                    (isNorth ? "" : " +south"));
+        ASSERT_TRUE(utm);
+        double e = 0.0, n = 0.0;
+        LLtoUTM(e, n, p[0], p[1]);
+        const PJ_COORD ref = apply(utm.get(), p[0], p[1], 0.0);
+        EXPECT_LT(std::hypot(e - ref.xy.x, n - ref.xy.y), 0.05) << p[0] << ", " << p[1] << " zone " << zone;
+    }
+}
+
+TEST_F(GeodesyOracle, ENUMatchesTopocentricFrame) {
+    std::uniform_real_distribution<double> lat(-85.0, 85.0), lon(-180.0, 180.0), near(-0.5, 0.5),
+        alt(0.0, 3000.0);
+    double worst = 0.0;
+    for (int o = 0; o < 20; ++o) {
+        const double la0 = lat(rng), lo0 = lon(rng), h0 = alt(rng);
+        const Tarn::LLToENUConverter converter(la0, lo0, h0);
+        char steps[200];
+        std::snprintf(steps, sizeof steps,
+                      "+step +proj=cart +ellps=WGS84 +step +proj=topocentric +ellps=WGS84 +lat_0=%.17g "
+                      "+lon_0=%.17g +h_0=%.17g",
+                      la0, lo0, h0);
+        Transform topo = fromDegrees(steps);
+        ASSERT_TRUE(topo);
+        for (int i = 0; i < 100; ++i) {
+            const double la = la0 + near(rng), lo = lo0 + near(rng), h = alt(rng);
+            const glm::dvec3 ours = converter.convert(la, lo, h);
+            const PJ_COORD ref = apply(topo.get(), la, lo, h);
+            const double d = std::hypot(ours.x - ref.xyz.x, ours.y - ref.xyz.y, ours.z - ref.xyz.z);
+            worst = std::max(worst, d);
+            ASSERT_LT(d, 1e-3);
+        }
+    }
+    report("LLToENUConverter", worst);
+}

@@ -1,0 +1,203 @@
+#include <Tarn/Geometry/Geodesy.h>
+
+#include "AssertRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <string>
+
+namespace {
+
+struct Zone {
+    int zone;
+    bool north;
+};
+
+Zone zoneOf(double latitude, double longitude) {
+    Zone z{-99, false};
+    LLtoUTMZone(z.zone, z.north, latitude, longitude);
+    return z;
+}
+
+} // namespace
+
+TEST(Geodesy, EllipsoidTableKeepsItsPublishedRows) {
+    const auto table = Tarn::getEllipsoids();
+    ASSERT_EQ(table.size(), 24u);
+    EXPECT_EQ(table[0].id, -1);
+    EXPECT_EQ(std::string(table[0].name), "Placeholder");
+    EXPECT_EQ(table[0].equatorialRadius, 0.0);
+    for (int i = 1; i < 24; ++i) {
+        EXPECT_EQ(table[i].id, i);
+    }
+    // The two trailing blanks are part of the names.
+    EXPECT_EQ(std::string(table[4].name), "Bessel 1841 (Nambia) ");
+    EXPECT_EQ(std::string(table[8].name), "Fischer 1960 (Mercury) ");
+    EXPECT_EQ(std::string(table[22].name), "WGS-72");
+    EXPECT_EQ(std::string(table[23].name), "WGS-84");
+    EXPECT_EQ(table[23].equatorialRadius, 6378137.0);
+    EXPECT_EQ(table[23].eccentricitySquared, 0.00669438);
+    EXPECT_EQ(table[6].equatorialRadius, 6378249.0);
+    EXPECT_EQ(table[6].eccentricitySquared, 0.006803511);
+    EXPECT_EQ(Tarn::kEllipsoidWGS84, 23);
+}
+
+TEST(Geodesy, ECEFOnTheAxes) {
+    const glm::dvec3 origin = LLtoECEF(0.0, 0.0, 0.0);
+    EXPECT_EQ(origin, glm::dvec3(6378137.0, 0.0, 0.0));
+    const glm::dvec3 pole = LLtoECEF(90.0, 0.0, 0.0);
+    EXPECT_DOUBLE_EQ(pole.z, 6378137.0 * 0.9933056200098025 / std::sqrt(1.0 - 0.0066943799901975545));
+    EXPECT_NEAR(pole.x, 0.0, 1e-6);
+    const glm::dvec3 east = LLtoECEF(0.0, 90.0, 100.0);
+    EXPECT_NEAR(east.x, 0.0, 1e-6);
+    EXPECT_DOUBLE_EQ(east.y, 6378237.0);
+}
+
+TEST(Geodesy, ZonesWrapLongitudeAndHonourNorwayAndSvalbard) {
+    EXPECT_EQ(zoneOf(10.0, 180.0).zone, 1);
+    EXPECT_EQ(zoneOf(10.0, 179.9).zone, 60);
+    EXPECT_EQ(zoneOf(10.0, -180.0).zone, 1);
+    EXPECT_EQ(zoneOf(10.0, 369.0).zone, 32);
+    EXPECT_EQ(zoneOf(10.0, 540.0).zone, 1);
+    // Below -180 nothing is wrapped, so the zone number leaves 1..60.
+    EXPECT_EQ(zoneOf(10.0, -186.5).zone, 0);
+
+    EXPECT_EQ(zoneOf(60.0, 5.0).zone, 32);
+    EXPECT_EQ(zoneOf(56.0, 3.0).zone, 32);
+    EXPECT_EQ(zoneOf(60.0, 2.9).zone, 31);
+    EXPECT_EQ(zoneOf(64.0, 5.0).zone, 31);
+    EXPECT_EQ(zoneOf(60.0, 12.0).zone, 33);
+
+    EXPECT_EQ(zoneOf(78.0, 10.0).zone, 33);
+    EXPECT_EQ(zoneOf(78.0, 8.9).zone, 31);
+    EXPECT_EQ(zoneOf(72.0, 9.0).zone, 33);
+    EXPECT_EQ(zoneOf(78.0, 21.0).zone, 35);
+    EXPECT_EQ(zoneOf(78.0, 33.0).zone, 37);
+    EXPECT_EQ(zoneOf(78.0, 42.0).zone, 38);
+    EXPECT_EQ(zoneOf(84.0, 10.0).zone, 32);
+    EXPECT_EQ(zoneOf(71.9, 10.0).zone, 32);
+
+    EXPECT_TRUE(zoneOf(0.0, 0.0).north);
+    EXPECT_FALSE(zoneOf(-1e-9, 0.0).north);
+}
+
+TEST(Geodesy, UTMOnTheCentralMeridianAndMirrored) {
+    double e = 0.0;
+    double n = 0.0;
+    LLtoUTM(e, n, 0.0, 9.0);
+    EXPECT_EQ(e, 500000.0);
+    EXPECT_EQ(n, 0.0);
+    LLtoUTM(e, n, 0.0, -177.0, 1, false);
+    EXPECT_EQ(e, 500000.0);
+    EXPECT_EQ(n, 10000000.0);
+
+    // East and west of the central meridian mirror each other, as do the hemispheres.
+    double eEast = 0.0, nEast = 0.0, eWest = 0.0, nWest = 0.0, eSouth = 0.0, nSouth = 0.0;
+    LLtoUTM(eEast, nEast, 47.0, 9.0 + 2.5);
+    LLtoUTM(eWest, nWest, 47.0, 9.0 - 2.5);
+    LLtoUTM(eSouth, nSouth, -47.0, 9.0 + 2.5);
+    EXPECT_GT(eEast, 500000.0 + 180000.0);
+    EXPECT_NEAR(eEast - 500000.0, 500000.0 - eWest, 1e-6);
+    EXPECT_NEAR(nEast, nWest, 1e-6);
+    EXPECT_NEAR(eSouth, eEast, 1e-6);
+    EXPECT_NEAR(10000000.0 - nSouth, nEast, 1e-6);
+
+    // A forced zone projects into that zone even when the point belongs elsewhere: Norway's
+    // west coast lies in zone 32 west of its central meridian.
+    LLtoUTM(e, n, 60.0, 5.0);
+    EXPECT_LT(e, 500000.0);
+    double e31 = 0.0, n31 = 0.0;
+    LLtoUTM(e31, n31, 60.0, 5.0, 31, true);
+    EXPECT_GT(e31, 500000.0);
+
+    // A longitude one turn further round lands on the same grid position.
+    double eTurn = 0.0, nTurn = 0.0;
+    LLtoUTM(eTurn, nTurn, 47.0, 9.0 + 2.5 + 360.0);
+    EXPECT_NEAR(eTurn, eEast, 1e-6);
+    EXPECT_NEAR(nTurn, nEast, 1e-6);
+}
+
+TEST(Geodesy, UnknownEllipsoidIsReportedAndYieldsNaN) {
+    Tarn::Testing::AssertRecorder recorder;
+    double e = 1.0;
+    double n = 1.0;
+    LLtoUTM(e, n, 10.0, 10.0, -1, true, 24);
+    EXPECT_TRUE(std::isnan(e));
+    EXPECT_TRUE(std::isnan(n));
+    LLtoUTM(e, n, 10.0, 10.0, -1, true, -1);
+    EXPECT_EQ(recorder.count(), 2u);
+    EXPECT_TRUE(recorder.saw(
+        "ellipsoid >= 0 && ellipsoid < Tarn::kEllipsoidCount && \"Unknown reference ellipsoid.\""));
+}
+
+TEST(Geodesy, BearingIsGridRelativeAndInRange) {
+    EXPECT_EQ(calcBearingBetweenCoordinates(10.0, 9.0, 20.0, 9.0), 0.0f);
+    EXPECT_NEAR(calcBearingBetweenCoordinates(0.0, 8.9, 0.0, 9.0), 90.0f, 1e-4f);
+    EXPECT_NEAR(calcBearingBetweenCoordinates(20.0, 9.0, 10.0, 9.0), 180.0f, 1e-4f);
+    // A bearing just west of north wraps to just below 360, never to a negative angle.
+    const float northWest = calcBearingBetweenCoordinates(0.0, 9.0, 1.0, 8.999);
+    EXPECT_GE(northWest, 359.0f);
+    EXPECT_LT(northWest, 360.0f);
+    // Along a true meridian 2 degrees east of zone 32's central meridian (9), grid north is turned
+    // by the convergence atan(tan 2deg * sin lat) at the destination; 1 degree west of zone 33's
+    // (15) the other way.
+    const double rad = std::numbers::pi / 180.0;
+    const double east = std::atan(std::tan(2.0 * rad) * std::sin(20.0 * rad)) / rad;
+    EXPECT_NEAR(calcBearingBetweenCoordinates(10.0, 11.0, 20.0, 11.0), 360.0 - east, 1e-4);
+    const double west = std::atan(std::tan(-1.0 * rad) * std::sin(20.0 * rad)) / rad;
+    EXPECT_NEAR(calcBearingBetweenCoordinates(10.0, 14.0, 20.0, 14.0), -west, 1e-4);
+}
+
+TEST(Geodesy, UTMVectorWithinOneZoneOnly) {
+    EXPECT_EQ(calcUTMVectorBetweenCoordinates(50.0, 11.9, 50.0, 12.1), glm::dvec2(0.0, 0.0));
+
+    const glm::dvec2 v = calcUTMVectorBetweenCoordinates(50.0, 7.0, 51.1, 10.3);
+    double e1 = 0.0, n1 = 0.0, e2 = 0.0, n2 = 0.0;
+    LLtoUTM(e1, n1, 50.0, 7.0);
+    LLtoUTM(e2, n2, 51.1, 10.3);
+    EXPECT_EQ(v.x, static_cast<double>(static_cast<float>(e2 - e1)));
+    EXPECT_EQ(v.y, static_cast<double>(static_cast<float>(n2 - n1)));
+    EXPECT_NE(v.y, n2 - n1); // the single-precision rounding is visible at this distance
+
+    // Across the equator the false northing is taken out, in either direction.
+    double eq = 0.0, nq = 0.0;
+    LLtoUTM(eq, nq, 0.001, 9.0);
+    const glm::dvec2 south = calcUTMVectorBetweenCoordinates(0.001, 9.0, -0.001, 9.0);
+    const glm::dvec2 north = calcUTMVectorBetweenCoordinates(-0.001, 9.0, 0.001, 9.0);
+    EXPECT_NEAR(south.y, -2.0 * nq, 1e-3);
+    EXPECT_NEAR(north.y, 2.0 * nq, 1e-3);
+    EXPECT_NEAR(south.x, 0.0, 1e-6);
+}
+
+TEST(Geodesy, ENUFrameAxesAndLengths) {
+    const Tarn::LLToENUConverter converter(47.3, 8.5, 400.0);
+    EXPECT_EQ(converter.convert(47.3, 8.5, 400.0), glm::dvec3(0.0));
+
+    const glm::dvec3 up = converter.convert(47.3, 8.5, 500.0);
+    EXPECT_NEAR(up.z, 100.0, 1e-9);
+    EXPECT_NEAR(up.x, 0.0, 1e-9);
+    EXPECT_NEAR(up.y, 0.0, 1e-9);
+
+    const glm::dvec3 east = converter.convert(47.3, 8.5001, 400.0);
+    EXPECT_GT(east.x, 7.0);
+    EXPECT_NEAR(east.y, 0.0, 1e-3);
+    const glm::dvec3 north = converter.convert(47.3001, 8.5, 400.0);
+    EXPECT_GT(north.y, 11.0);
+    EXPECT_NEAR(north.x, 0.0, 1e-9);
+
+    // A rotation keeps lengths: the ENU vector is as long as the ECEF difference.
+    const glm::dvec3 far = converter.convert(46.0, 10.0, 3000.0);
+    const glm::dvec3 d = LLtoECEF(46.0, 10.0, 3000.0) - converter.getOrigin();
+    EXPECT_NEAR(std::sqrt(far.x * far.x + far.y * far.y + far.z * far.z),
+                std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z), 1e-6);
+
+    const Tarn::LLToENUConverter copy = converter;
+    const glm::dvec2 ab = copy.calcVectorBetweenCoordinates(47.0, 8.0, 47.5, 9.0);
+    const glm::dvec2 ba = copy.calcVectorBetweenCoordinates(47.5, 9.0, 47.0, 8.0);
+    EXPECT_EQ(ab, -ba);
+    const glm::dvec3 a = converter.convert(47.0, 8.0, 0.0);
+    const glm::dvec3 b = converter.convert(47.5, 9.0, 0.0);
+    EXPECT_EQ(ab, glm::dvec2(b.x - a.x, b.y - a.y));
+}
