@@ -1,0 +1,357 @@
+#include <Tarn/Platform/Gestures.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+using namespace Tarn;
+
+namespace {
+
+using Kind = Gesture::Kind;
+using Lines = std::vector<std::string>;
+
+const char* kindName(Kind kind) {
+    static const char* const names[] = {"Hover", "Wheel", "Tap", "DoubleTap", "Press",
+                                        "Drag",  "Flick", "Pan", "Rotate",    "Pinch"};
+    return names[static_cast<uint32_t>(kind)];
+}
+
+// One line per gesture, holding exactly the fields its kind defines, e.g.
+// "Drag#1 Update b0 (10,10)->(12,11)" or "Flick#5 End b0 Left (500,500) 800.0".
+std::string describe(const Gesture& g) {
+    static const char* const states[] = {"Begin", "Update", "End", "Cancel"};
+    static const char* const directions[] = {"Left", "Right", "Up", "Down"};
+    char head[64];
+    std::snprintf(head, sizeof head, "%s#%u %s", kindName(g.kind), g.id, states[static_cast<int>(g.state)]);
+    char tail[128] = "";
+    const unsigned button = static_cast<unsigned>(g.button);
+    switch (g.kind) {
+    case Kind::Hover:
+        std::snprintf(tail, sizeof tail, " (%d,%d)", g.position.x, g.position.y);
+        break;
+    case Kind::Wheel:
+        std::snprintf(tail, sizeof tail, " %d", g.delta);
+        break;
+    case Kind::Tap:
+    case Kind::DoubleTap:
+    case Kind::Press:
+        std::snprintf(tail, sizeof tail, " b%u (%d,%d)", button, g.position.x, g.position.y);
+        break;
+    case Kind::Drag:
+        std::snprintf(tail, sizeof tail, " b%u (%d,%d)->(%d,%d)", button, g.position.x, g.position.y,
+                      g.current.x, g.current.y);
+        break;
+    case Kind::Flick:
+        std::snprintf(tail, sizeof tail, " b%u %s (%d,%d) %.1f", button,
+                      directions[static_cast<int>(g.direction)], g.position.x, g.position.y, g.speed);
+        break;
+    case Kind::Pan:
+        std::snprintf(tail, sizeof tail, " (%d,%d)->(%d,%d)", g.position.x, g.position.y, g.current.x,
+                      g.current.y);
+        break;
+    case Kind::Rotate:
+        std::snprintf(tail, sizeof tail, " (%d,%d) %.4f", g.position.x, g.position.y, g.angle);
+        break;
+    case Kind::Pinch:
+        std::snprintf(tail, sizeof tail, " (%d,%d) x%.4f", g.position.x, g.position.y, g.scale);
+        break;
+    }
+    return std::string(head) + tail;
+}
+
+constexpr uint64_t MouseId = 0xFFFFFFFF; // the id the input translator gives the mouse
+constexpr uint64_t FingerA = 0x1001;
+constexpr uint64_t FingerB = 0x1002;
+constexpr uint64_t FingerC = 0x1003;
+
+PointerType typeOf(uint64_t id) {
+    return id == MouseId ? PointerType::Mouse : PointerType::Touch;
+}
+
+// Scripts pointer input at given times (ms) and reads what each frame publishes.
+struct Timeline {
+    Gestures gestures;
+
+    Timeline& down(double time, uint64_t id, glm::ivec2 at, MouseButton button = MouseButton::Left) {
+        gestures.pointerDown(typeOf(id), id, button, at, time);
+        return *this;
+    }
+    Timeline& move(double time, uint64_t id, glm::ivec2 at) {
+        gestures.pointerMove(typeOf(id), id, at, time);
+        return *this;
+    }
+    Timeline& up(double time, uint64_t id, glm::ivec2 at, MouseButton button = MouseButton::Left) {
+        gestures.pointerUp(typeOf(id), id, button, at, time);
+        return *this;
+    }
+    Timeline& wheel(int delta) {
+        gestures.mouseWheelMove(delta);
+        return *this;
+    }
+    /// A click: press and release at one spot.
+    Timeline& click(double downTime, double upTime, glm::ivec2 at) {
+        return down(downTime, MouseId, at).up(upTime, MouseId, at);
+    }
+    /// Ends the frame at `now` and describes what it published.
+    Lines frame(double now = 0.0) {
+        gestures.update(now);
+        Lines lines;
+        for (const Gesture& gesture : gestures.getGestures()) {
+            lines.push_back(describe(gesture));
+        }
+        return lines;
+    }
+};
+
+} // namespace
+
+TEST(Gestures, ShortClickIsATap) {
+    Timeline t;
+    EXPECT_EQ(t.down(1000, MouseId, {10, 20}).frame(), (Lines{"Press#0 Begin b0 (10,20)"}));
+    // The drag started alongside the press took id 1 but never passed its threshold: no trace.
+    EXPECT_EQ(t.up(1100, MouseId, {10, 20}).frame(),
+              (Lines{"Press#0 Cancel b0 (10,20)", "Tap#2 End b0 (10,20)"}));
+    EXPECT_EQ(t.frame(), Lines{}) << "a frame publishes only what came after the previous one";
+    EXPECT_EQ(t.gestures.getPointerCount(), 0u);
+}
+
+TEST(Gestures, DoubleTapKeepsTheFirstTapTime) {
+    Timeline t;
+    t.click(980, 1000, {5, 5}).frame();
+    EXPECT_EQ(t.click(1180, 1200, {6, 5}).frame().back(), "DoubleTap#5 End b0 (6,5)");
+    // 250 ms after the first tap, which is still the remembered one.
+    EXPECT_EQ(t.click(1230, 1250, {7, 5}).frame().back(), "DoubleTap#8 End b0 (7,5)");
+    // Exactly doubleTapTime after the first tap is too late: a plain tap, remembered anew.
+    EXPECT_EQ(t.click(1290, 1300, {8, 5}).frame().back(), "Tap#11 End b0 (8,5)");
+    EXPECT_EQ(t.click(1590, 1599, {9, 5}).frame().back(), "DoubleTap#14 End b0 (9,5)");
+    EXPECT_EQ(t.click(1650, 1700, {9, 5}).frame().back(), "Tap#17 End b0 (9,5)") << "400 ms after 1300";
+
+    Timeline off;
+    off.gestures.setEnabled(Kind::DoubleTap, false);
+    off.click(980, 1000, {5, 5}).frame();
+    EXPECT_EQ(off.click(1080, 1100, {5, 5}).frame().back(), "Tap#5 End b0 (5,5)");
+}
+
+TEST(Gestures, PressHeldForPressTimeIsALongPress) {
+    Timeline t;
+    t.down(1000, MouseId, {1, 2}, MouseButton::Right);
+    EXPECT_EQ(t.up(1250, MouseId, {1, 2}, MouseButton::Right).frame(),
+              (Lines{"Press#0 Begin b1 (1,2)", "Press#0 End b1 (1,2)"}));
+    EXPECT_EQ(t.down(2000, MouseId, {1, 2}).up(2249, MouseId, {1, 2}).frame().back(), "Tap#4 End b0 (1,2)");
+    // A long press is no tap, so it does not become the remembered tap.
+    t.down(2260, MouseId, {1, 2}).up(2520, MouseId, {1, 2}).frame();
+    EXPECT_EQ(t.click(2530, 2540, {1, 2}).frame().back(), "DoubleTap#9 End b0 (1,2)");
+}
+
+TEST(Gestures, MouseDragBeginsPastTheScaledThreshold) {
+    Timeline t;
+    t.down(1000, MouseId, {10, 10}).frame();
+    EXPECT_EQ(t.move(1010, MouseId, {11, 10}).frame(), Lines{}) << "1 px is not past a 1 px threshold";
+    EXPECT_EQ(t.move(1020, MouseId, {11, 11}).frame(),
+              (Lines{"Press#0 Cancel b0 (10,10)", "Drag#1 Begin b0 (10,10)->(10,10)",
+                     "Drag#1 Update b0 (10,10)->(11,11)"}));
+    EXPECT_EQ(t.move(1030, MouseId, {11, 11}).frame(), Lines{}) << "no update without a change";
+    EXPECT_EQ(t.move(1040, MouseId, {40, 11}).up(1500, MouseId, {41, 12}).frame(),
+              (Lines{"Drag#1 Update b0 (10,10)->(40,11)", "Drag#1 End b0 (10,10)->(41,12)"}));
+
+    Timeline scaled;
+    scaled.gestures.setDisplayScale(2.0f);
+    scaled.down(1000, MouseId, {10, 10});
+    EXPECT_EQ(scaled.move(1010, MouseId, {12, 10}).frame().size(), 1u) << "only the press";
+    EXPECT_EQ(scaled.move(1020, MouseId, {12, 11}).frame().size(), 3u);
+}
+
+TEST(Gestures, TouchDragBeginsPastTheScaledThreshold) {
+    for (const float scale : {1.0f, 2.0f}) {
+        SCOPED_TRACE(scale);
+        const int threshold = static_cast<int>(16 * scale);
+        Timeline t;
+        t.gestures.setDisplayScale(scale);
+        t.down(1000, FingerA, {100, 100}).frame();
+        EXPECT_EQ(t.move(1010, FingerA, {110, 100}).frame(), Lines{});
+        EXPECT_EQ(t.move(1020, FingerA, {100, 100 + threshold}).frame(), Lines{});
+        const Lines begun = t.move(1030, FingerA, {101, 100 + threshold}).frame();
+        ASSERT_EQ(begun.size(), 3u);
+        EXPECT_EQ(begun[0], "Press#0 Cancel b0 (100,100)");
+        EXPECT_EQ(begun[1], "Drag#1 Begin b0 (100,100)->(100,100)");
+        // Slow release: the drag ends where the finger left, and there is no tap.
+        EXPECT_EQ(t.up(2000, FingerA, {101, 140}).frame(), (Lines{"Drag#1 End b0 (100,100)->(101,140)"}));
+    }
+}
+
+TEST(Gestures, FlickInEveryDirection) {
+    struct Case {
+        glm::ivec2 to;
+        const char* expected;
+    };
+    const Case cases[] = {{{380, 500}, "Flick#2 End b0 Left (500,500) 800.0"},
+                          {{620, 500}, "Flick#2 End b0 Right (500,500) 800.0"},
+                          {{500, 380}, "Flick#2 End b0 Up (500,500) 800.0"},
+                          {{500, 620}, "Flick#2 End b0 Down (500,500) 800.0"},
+                          {{572, 404}, "Flick#2 End b0 Up (500,500) 800.0"}}; // 72 by -96: vertical wins
+    for (const Case& c : cases) {
+        Timeline t;
+        t.down(1000, MouseId, {500, 500}).move(1100, MouseId, c.to).up(1150, MouseId, c.to);
+        const Lines lines = t.frame();
+        ASSERT_EQ(lines.size(), 6u);
+        EXPECT_EQ(lines[4], "Drag#1 Cancel b0 (500,500)->(" + std::to_string(c.to.x) + "," +
+                                std::to_string(c.to.y) + ")");
+        EXPECT_EQ(lines[5], c.expected);
+    }
+
+    // The release position counts even when no move reported it: then the press was never
+    // cancelled, so the quick release is also a tap.
+    Timeline touch;
+    touch.down(1000, FingerA, {0, 0}).up(1100, FingerA, {0, 60});
+    EXPECT_EQ(touch.frame(), (Lines{"Press#0 Begin b0 (0,0)", "Flick#2 End b0 Down (0,0) 600.0",
+                                    "Press#0 Cancel b0 (0,0)", "Tap#3 End b0 (0,60)"}));
+}
+
+TEST(Gestures, FlickRejectedByTimeOrSpeed) {
+    auto flickAttempt = [](Timeline& t, uint64_t id, int distance, double duration) {
+        t.down(1000, id, {0, 0})
+            .move(1000 + duration / 2, id, {distance, 0})
+            .up(1000 + duration, id, {distance, 0});
+        return t.frame().back();
+    };
+    Timeline slow;
+    EXPECT_EQ(flickAttempt(slow, MouseId, 120, 200), "Drag#1 End b0 (0,0)->(120,0)")
+        << "not shorter than flickTime";
+    Timeline justFastEnough;
+    EXPECT_EQ(flickAttempt(justFastEnough, MouseId, 16, 150), "Flick#2 End b0 Right (0,0) 106.7");
+    Timeline mouseAtMinimum;
+    EXPECT_EQ(flickAttempt(mouseAtMinimum, MouseId, 15, 150), "Drag#1 End b0 (0,0)->(15,0)") << "100 px/s";
+    Timeline touchAtMinimum;
+    EXPECT_EQ(flickAttempt(touchAtMinimum, FingerA, 75, 150), "Drag#1 End b0 (0,0)->(75,0)") << "500 px/s";
+    Timeline scaled;
+    scaled.gestures.setDisplayScale(2.0f);
+    EXPECT_EQ(flickAttempt(scaled, FingerA, 120, 150), "Drag#1 End b0 (0,0)->(120,0)") << "800 < 1000 px/s";
+    Timeline disabled;
+    disabled.gestures.setEnabled(Kind::Flick, false);
+    EXPECT_EQ(flickAttempt(disabled, MouseId, 120, 150), "Drag#1 End b0 (0,0)->(120,0)");
+    Timeline sameMillisecond;
+    sameMillisecond.down(1000, MouseId, {0, 0}).up(1000, MouseId, {90, 0});
+    EXPECT_EQ(sameMillisecond.frame().back(), "Tap#2 End b0 (90,0)") << "no speed without a duration";
+}
+
+TEST(Gestures, SecondFingerCancelsThePressAndUnbegunGesturesVanish) {
+    Timeline t;
+    t.down(1000, FingerA, {100, 100}).down(1050, FingerB, {200, 100});
+    EXPECT_EQ(t.frame(), (Lines{"Press#0 Begin b0 (100,100)", "Press#0 Cancel b0 (100,100)"}));
+    EXPECT_EQ(t.move(1060, FingerB, {201, 100}).up(1100, FingerB, {201, 100}).frame(), Lines{});
+    EXPECT_EQ(t.up(1120, FingerA, {100, 100}).frame(), Lines{}) << "no press left to tap";
+    // Pan, Rotate and Pinch took ids 2 to 4 without ever appearing.
+    EXPECT_EQ(t.wheel(-120).frame(), (Lines{"Wheel#5 End -120"}));
+}
+
+TEST(Gestures, PanBeginsPastTheThresholdAndEndsOnTheFirstRelease) {
+    Timeline t;
+    t.gestures.setEnabled(Kind::Rotate, false);
+    t.gestures.setEnabled(Kind::Pinch, false);
+    t.down(1000, FingerA, {100, 100}).down(1000, FingerB, {200, 100}).frame();
+    EXPECT_EQ(t.move(1010, FingerA, {116, 100}).move(1020, FingerB, {216, 100}).frame(), Lines{})
+        << "a 16 px midpoint shift is not past 16 px";
+    EXPECT_EQ(t.move(1030, FingerA, {116, 102}).frame(),
+              (Lines{"Pan#2 Begin (150,100)->(150,100)", "Pan#2 Update (150,100)->(166,101)"}));
+    EXPECT_EQ(t.move(1040, FingerB, {216, 101}).frame(), Lines{}) << "midpoint truncated to the same pixel";
+    EXPECT_EQ(t.move(1050, FingerB, {220, 104}).frame(), (Lines{"Pan#2 Update (150,100)->(168,103)"}));
+    EXPECT_EQ(t.up(1060, FingerB, {220, 104}).frame(), (Lines{"Pan#2 End (150,100)->(168,103)"}));
+    EXPECT_EQ(t.move(1070, FingerA, {300, 300}).frame(), Lines{}) << "one finger left: nothing is tracked";
+}
+
+TEST(Gestures, ThirdFingerCancelsBegunTwoFingerGestures) {
+    Timeline t;
+    t.down(1000, FingerA, {100, 100}).down(1000, FingerB, {200, 100}).move(1010, FingerB, {260, 100}).frame();
+    EXPECT_EQ(t.down(1020, FingerC, {0, 0}).frame(),
+              (Lines{"Pan#2 Cancel (150,100)->(180,100)", "Pinch#4 Cancel (180,100) x1.6000"}));
+    EXPECT_EQ(t.move(1030, FingerB, {300, 100}).up(1040, FingerC, {0, 0}).frame(), Lines{});
+    EXPECT_EQ(t.move(1050, FingerB, {400, 100}).frame(), Lines{}) << "two fingers again, but none went down";
+}
+
+TEST(Gestures, RotateBeginsPastItsThreshold) {
+    Timeline t;
+    t.down(1000, FingerA, {100, 100}).down(1000, FingerB, {200, 100}).frame();
+    EXPECT_EQ(t.move(1010, FingerB, {200, 105}).frame(), Lines{}) << "atan(0.05) is below 0.05 rad";
+    EXPECT_EQ(t.move(1020, FingerB, {200, 106}).frame(),
+              (Lines{"Rotate#3 Begin (150,100) 0.0000", "Rotate#3 Update (150,103) 0.0599"}));
+    EXPECT_NEAR(t.gestures.getGestures().back().angle, std::atan2(6.0, 100.0), 1e-6);
+    const Lines back = t.move(1030, FingerB, {200, 94}).frame();
+    ASSERT_EQ(back.size(), 1u);
+    EXPECT_EQ(back[0], "Rotate#3 Update (150,97) -0.0599") << "counter-clockwise is negative";
+    EXPECT_EQ(t.up(1040, FingerA, {100, 100}).frame(), (Lines{"Rotate#3 End (150,97) -0.0599"}));
+
+    Timeline together;
+    together.down(1000, FingerA, {100, 100}).down(1000, FingerB, {100, 100}).frame();
+    EXPECT_EQ(together.move(1010, FingerB, {100, 300}).frame(),
+              (Lines{"Pan#2 Begin (100,100)->(100,100)", "Pan#2 Update (100,100)->(100,200)"}))
+        << "fingers that started on one spot have no angle and no scale";
+}
+
+TEST(Gestures, PinchBeginsPastItsThreshold) {
+    Timeline t;
+    t.down(1000, FingerA, {100, 100}).down(1000, FingerB, {200, 100}).frame();
+    EXPECT_EQ(t.move(1010, FingerB, {209, 100}).frame(), Lines{});
+    EXPECT_EQ(t.move(1020, FingerB, {211, 100}).frame(),
+              (Lines{"Pinch#4 Begin (150,100) x1.0000", "Pinch#4 Update (155,100) x1.1100"}));
+    EXPECT_EQ(t.move(1030, FingerA, {100, 100}).frame(), Lines{}) << "same scale, no update";
+    EXPECT_EQ(t.move(1040, FingerB, {190, 100}).up(1050, FingerA, {100, 100}).frame(),
+              (Lines{"Pinch#4 Update (145,100) x0.9000", "Pinch#4 End (145,100) x0.9000"}));
+}
+
+TEST(Gestures, HoverForPointersThatAreNotDown) {
+    Timeline t;
+    EXPECT_EQ(t.move(1000, MouseId, {3, 4}).frame(), (Lines{"Hover#0 End (3,4)"}));
+    t.gestures.setEnabled(Kind::Hover, false);
+    EXPECT_EQ(t.move(1010, MouseId, {5, 6}).wheel(1).frame(), (Lines{"Wheel#1 End 1"})) << "no id spent";
+}
+
+TEST(Gestures, OnlyTheWheelIgnoresTheEnableFlags) {
+    Timeline t;
+    for (uint32_t kind = 0; kind < Gesture::KindCount; ++kind) {
+        t.gestures.setEnabled(static_cast<Kind>(kind), false);
+    }
+    t.move(900, MouseId, {0, 0}).click(1000, 1010, {0, 0}).click(1020, 1030, {0, 0});
+    t.down(1100, MouseId, {0, 0}).move(1110, MouseId, {100, 0}).up(1120, MouseId, {100, 0});
+    t.down(1200, FingerA, {0, 0}).down(1200, FingerB, {100, 0});
+    t.move(1210, FingerB, {300, 300}).up(1220, FingerA, {0, 0}).up(1220, FingerB, {300, 300});
+    EXPECT_EQ(t.wheel(120).frame(), (Lines{"Wheel#0 End 120"}));
+}
+
+TEST(Gestures, ResetDropsPendingOutputOnly) {
+    Timeline t;
+    t.down(1000, MouseId, {0, 0}).wheel(5);
+    t.gestures.reset();
+    EXPECT_EQ(t.frame(), Lines{});
+    EXPECT_EQ(t.up(1100, MouseId, {0, 0}).frame(), (Lines{"Press#0 Cancel b0 (0,0)", "Tap#3 End b0 (0,0)"}))
+        << "the pointer and its press survive a reset";
+}
+
+TEST(Gestures, UnknownReleaseChangesNothing) {
+    Timeline t;
+    t.down(1000, FingerA, {0, 0}).up(1010, FingerB, {0, 0});
+    EXPECT_EQ(t.frame().size(), 1u);
+    EXPECT_EQ(t.gestures.getPointerCount(), 1u);
+}
+
+TEST(Gestures, StalePointersAreReleasedByUpdate) {
+    Timeline t;
+    t.down(1000, FingerA, {10, 10}).down(1000, FingerB, {50, 50}).move(5000, FingerB, {60, 60}).frame(1000);
+    EXPECT_EQ(t.frame(11000), Lines{}) << "exactly 10 s is not stale";
+    EXPECT_EQ(t.gestures.getPointerCount(), 2u);
+    // A lost release of one of two fingers ends what they were doing together.
+    EXPECT_EQ(t.frame(11001), (Lines{"Pinch#4 End (35,35) x1.2500"}));
+    EXPECT_EQ(t.gestures.getPointerCount(), 1u) << "only the finger that never moved";
+    EXPECT_EQ(t.frame(16000), Lines{}) << "its last move changed its position";
+    t.move(16000, FingerB, {60, 60});
+    EXPECT_EQ(t.frame(26000), Lines{});
+    EXPECT_EQ(t.frame(26001), Lines{});
+    EXPECT_EQ(t.gestures.getPointerCount(), 0u) << "reported again at the same place, then silent";
+
+    Timeline held;
+    held.down(1000, MouseId, {7, 7}).frame(1000);
+    EXPECT_EQ(held.frame(11001.5), (Lines{"Press#0 End b0 (7,7)"})) << "released at the present time";
+}
