@@ -1,5 +1,6 @@
 #include <Tarn/Platform/Keyboard.h>
 
+#include <string_view>
 #include <utility>
 
 namespace Tarn {
@@ -62,8 +63,9 @@ bool Keyboard::wasKeyReleased(Key key) const {
     return hasEvent(Event::Type::KeyUp, key);
 }
 
-bool Keyboard::hasChar(std::string_view text) const {
-    return std::string_view(state.chars).find(text) != std::string_view::npos;
+bool Keyboard::hasChar(StringView text) const {
+    // std::string_view finds an empty needle in an empty text, which is the answer wanted here.
+    return std::string_view(state.chars).find(std::string_view(text)) != std::string_view::npos;
 }
 
 bool Keyboard::hasEvent(Event::Type type, Key key) const {

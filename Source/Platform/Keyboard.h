@@ -2,11 +2,11 @@
 
 #include <Tarn/Foundation/Export.h>
 #include <Tarn/Platform/Key.h>
+#include <Tarn/Strings/StringView.h>
 
 #include <array>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Tarn {
@@ -58,7 +58,7 @@ public:
     /// The last frame's events hold a KeyUp of `key`.
     bool wasKeyReleased(Key key) const;
     /// `text` occurs in the text typed during the last frame; always true for empty `text`.
-    bool hasChar(std::string_view text) const;
+    bool hasChar(StringView text) const;
     /// Text typed during the last frame.
     const std::string& getChars() const { return state.chars; }
 
