@@ -10,10 +10,7 @@ void SmallVectorBase::growPod(void* inlineStorage, uint64_t minCapacityInBytes) 
     const uint64_t newCapacity = std::max(2 * oldCapacity, minCapacityInBytes);
     auto* block = static_cast<uint8_t*>(allocator->allocate(newCapacity, 0, MemBlockType::Buffer));
     if (block == nullptr) {
-        // The allocator counted the refused request as a live block; pair it so the totals stay
-        // true, and keep the old storage.
-        allocator->deallocate(nullptr, newCapacity, MemBlockType::Buffer);
-        return;
+        return; // keep the old storage; the typed layer reports the failure
     }
     if (oldSize != 0) {
         std::memcpy(block, beginPtr, oldSize);
