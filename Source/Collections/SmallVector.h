@@ -199,7 +199,7 @@ public:
     /// Sets the number of elements without touching them, for callers that wrote elements through
     /// data() up to capacity(). Asserts when `newSize` exceeds the capacity, then sets it anyway.
     void setSize(size_type newSize) {
-        T* const capacityPtr = reinterpret_cast<T*>(this->capacityPtr);
+        [[maybe_unused]] T* const capacityPtr = reinterpret_cast<T*>(this->capacityPtr);
         TARN_ASSERT(begin() + newSize <= capacityPtr && "Size exceeds capacity.");
         endPtr = beginPtr + newSize * sizeof(T);
     }
