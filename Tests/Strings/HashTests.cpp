@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <utility>
 
 using Tarn::StringView;
 
@@ -79,6 +80,23 @@ TEST(Murmur2, EveryTailLengthMatchesTheReference) {
                                    0x214506F3B8E71E1Aull, 0xF9554A987032C284ull};
     for (uint64_t length = 0; length <= 16; ++length) {
         EXPECT_EQ(Tarn::murmur2(input.data(), length), expected[length]) << "length " << length;
+    }
+}
+
+TEST(Murmur2, LongerInputsMixEveryBlock) {
+    // The same byte rule as above continued to 40 bytes: odd and even block counts with and
+    // without a tail.
+    uint8_t input[40];
+    for (int i = 0; i < 40; ++i) {
+        input[i] = static_cast<uint8_t>(0x9E * (i + 1) + 7);
+    }
+    const std::pair<uint64_t, uint64_t> expected[] = {{23, 0x1AB5F5DBFB2253A3ull},
+                                                      {24, 0xB7D85E9658542CD3ull},
+                                                      {25, 0x7F65AA06E8D484E5ull},
+                                                      {39, 0x3EAFE38902A61977ull},
+                                                      {40, 0xE562446BCD411152ull}};
+    for (const auto& [length, hash] : expected) {
+        EXPECT_EQ(Tarn::murmur2(input, length), hash) << "length " << length;
     }
 }
 
