@@ -1,0 +1,38 @@
+#pragma once
+
+#include <Tarn/Strings/StringView.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace Tarn::Reflection {
+
+/// A name together with its 64-bit FNV-1a hash.
+///
+/// Names are compared by hash only, never by text: lookups in the registry are integer compares,
+/// and a Name made from a bare id (for example one read from a file) equals the Name with that
+/// text although its own text is empty. The default Name has id 0, which is not the hash of the
+/// empty text (0xcbf29ce484222325): "no name" and "the empty name" stay distinguishable.
+struct Name {
+    std::string name;
+    uint64_t id = 0;
+
+    Name() = default;
+    /// A name known only by its hash; the text stays empty.
+    explicit Name(uint64_t nameId) : id(nameId) {}
+    /// A null pointer is the empty text.
+    Name(const char* text) : Name(StringView(text)) {}
+    Name(StringView text)
+        : name(text.data() ? std::string(text.data(), text.size()) : std::string()), id(text.hash()) {}
+    Name(const std::string& text) : name(text), id(StringView(text).hash()) {}
+    Name(std::string&& text) : name(std::move(text)), id(StringView(name).hash()) {}
+
+    const std::string& getName() const { return name; }
+    uint64_t getId() const { return id; }
+    const char* c_str() const { return name.c_str(); }
+
+    friend bool operator==(const Name& a, const Name& b) { return a.id == b.id; }
+};
+
+} // namespace Tarn::Reflection
