@@ -1,0 +1,40 @@
+#include <Tarn/ComponentModel/ComponentDataPool.h>
+#include <Tarn/Foundation/Assert.h>
+#include <Tarn/Memory/Allocator.h>
+
+#include "Internal/Growth.h"
+
+#include <cstring>
+
+namespace Tarn::ComponentModel {
+
+ComponentDataPoolBase::ComponentDataPoolBase(uint32_t initialCapacity, size_t size, MemBlockType memType)
+    : buffer(Memory::Allocator::defaultAllocator(), memType), elementSize(size), capacity(initialCapacity) {
+    buffer.resize(static_cast<uint64_t>(capacity) * elementSize, false, false);
+    if (buffer.data())
+        std::memset(buffer.data(), 0, buffer.size());
+}
+
+void ComponentDataPoolBase::allocate(ComponentHandle handle) {
+    const uint32_t index = handle.index;
+    if (index >= capacity) {
+        const uint64_t oldBytes = buffer.size();
+        capacity = Internal::grownCapacity(capacity);
+        buffer.resize(static_cast<uint64_t>(capacity) * elementSize, true, false);
+        if (buffer.data() && buffer.size() > oldBytes)
+            std::memset(buffer.data() + oldBytes, 0, buffer.size() - oldBytes);
+    }
+    TARN_ASSERT(index < capacity);
+}
+
+void ComponentDataPoolBase::deallocate(ComponentHandle /*handle*/) {}
+
+void* ComponentDataPoolBase::get(uint32_t index) {
+    return index < capacity ? buffer.data() + static_cast<uint64_t>(index) * elementSize : nullptr;
+}
+
+const void* ComponentDataPoolBase::get(uint32_t index) const {
+    return index < capacity ? buffer.data() + static_cast<uint64_t>(index) * elementSize : nullptr;
+}
+
+} // namespace Tarn::ComponentModel

@@ -1,0 +1,207 @@
+#pragma once
+
+#include <Tarn/ComponentModel/Component.h>
+#include <Tarn/ComponentModel/ComponentHandle.h>
+#include <Tarn/Foundation/Assert.h>
+#include <Tarn/Foundation/Export.h>
+#include <Tarn/Memory/Allocator.h>
+#include <Tarn/Memory/MemBlockType.h>
+#include <Tarn/Memory/MemoryBuffer.h>
+#include <Tarn/Reflection/Registration.h>
+#include <Tarn/Reflection/TypeId.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <type_traits>
+
+namespace Tarn::ComponentModel {
+
+/// Dense storage for the components of one registered type.
+///
+///     storage   [slot 0][slot 1][slot 2][slot 3]...   capacity x elementSize bytes; slots never move
+///     roster    [  2   ][  0   ][  3   ][  1   ]...   one 32-bit slot number per roster position
+///                 live positions: 0 .. next-1 | free positions: next .. capacity-1
+///
+/// The roster is a permutation of the slot numbers 0 .. capacity-1, and the component in slot
+/// roster[p] of every live position p has rosterIndex p. Allocation takes the slot at roster[next]
+/// and increments next; release swaps the released position with the last live one and decrements
+/// next. Both are constant time, live components stay packed at the front of the roster for
+/// iteration, and a handle keeps its slot number for the component's whole life. A release bumps
+/// the component's 16-bit generation so that older handles stop resolving.
+///
+/// Growth (resize, and automatic growth by 1.55 when full) reallocates the storage and moves the
+/// components bytewise: component types must be relocatable by memcpy, and a pool that may grow
+/// must not hold a type with pointers into its own instances. Not synchronised.
+class TARN_API ComponentPoolBase {
+public:
+    /// Flag bit: grow by a factor of 1.55 instead of failing when full.
+    static constexpr uint32_t AutomaticGrowth = 1u;
+
+    /// A pool for the registered type `typeId` with room for `capacity` components, all of its
+    /// memory from `allocator`: the storage tagged `memType`, the roster with the buffer tag.
+    ComponentPoolBase(TypeId typeId, uint32_t capacity,
+                      Memory::Allocator* allocator = Memory::Allocator::defaultAllocator(),
+                      MemBlockType memType = MemBlockType::Component);
+    /// Destroys the components that are still live.
+    ~ComponentPoolBase();
+
+    // Handles point at the pool: it must stay where it is.
+    ComponentPoolBase(const ComponentPoolBase&) = delete;
+    ComponentPoolBase& operator=(const ComponentPoolBase&) = delete;
+
+    /// Constructs a component in the next free slot and returns its handle. A full pool grows when
+    /// automatic growth is on; otherwise (and when the type cannot be constructed) the result is
+    /// the empty handle, after an assertion.
+    ComponentHandle allocateComponent();
+    /// Destroys the component the handle names. A handle that does not resolve in this pool raises
+    /// an assertion and changes nothing.
+    void deallocateComponent(ComponentHandle handle);
+    /// Grows the pool to `newCapacity` components. Pools never shrink: a smaller value asserts.
+    void resize(uint32_t newCapacity);
+
+    /// The largest capacity a pool can have.
+    static constexpr uint32_t maxSize() { return 0xFFFFFFFFu; }
+
+    /// Number of live components.
+    uint32_t size() const { return next; }
+    bool empty() const { return next == 0; }
+    /// Number of slots.
+    uint32_t capacity() const { return static_cast<uint32_t>(roster.size()); }
+    TypeId getTypeId() const { return typeId; }
+    uint64_t getElementSize() const { return elementSize; }
+    uint32_t getFlags() const { return flags; }
+    void setFlags(uint32_t newFlags) { flags = newFlags; }
+
+    /// The slot number at a roster position (positions below size() are live).
+    uint32_t getSlotAt(uint32_t position) const { return roster[position]; }
+    /// The live component at a roster position below size().
+    Component* getComponentAt(uint32_t position) { return slotComponent(roster[position]); }
+    const Component* getComponentAt(uint32_t position) const { return slotComponent(roster[position]); }
+    /// A handle to the live component at a roster position below size().
+    ComponentHandle getHandleAt(uint32_t position);
+
+protected:
+    // The roster is a byte buffer used as an array of 32-bit slot numbers; size() counts entries.
+    class Roster {
+    public:
+        explicit Roster(Memory::Allocator* allocator) : buffer(allocator, DefaultMemBlockType) {}
+        uint64_t size() const { return buffer.size() / sizeof(uint32_t); }
+        uint32_t* data() { return reinterpret_cast<uint32_t*>(buffer.data()); }
+        const uint32_t* data() const { return reinterpret_cast<const uint32_t*>(buffer.data()); }
+        uint32_t& operator[](uint64_t position) { return data()[position]; }
+        uint32_t operator[](uint64_t position) const { return data()[position]; }
+        void resize(uint64_t entries) { buffer.resize(entries * sizeof(uint32_t), true, false); }
+
+    private:
+        Memory::MemoryBuffer buffer;
+    };
+
+    Component* slotComponent(uint32_t slot) {
+        return reinterpret_cast<Component*>(storage.data() + static_cast<uint64_t>(slot) * elementSize);
+    }
+    const Component* slotComponent(uint32_t slot) const {
+        return reinterpret_cast<const Component*>(storage.data() + static_cast<uint64_t>(slot) * elementSize);
+    }
+
+    uint32_t next;
+    Roster roster;
+    Memory::MemoryBuffer storage;
+    uint64_t elementSize;
+    TypeId typeId;
+    uint32_t flags;
+
+private:
+    friend struct ComponentHandle;
+};
+
+inline Component* ComponentHandle::resolve() const {
+    if (!pool || index >= pool->capacity())
+        return nullptr;
+    Component* component = pool->slotComponent(index);
+    return component->generation == generation ? component : nullptr;
+}
+
+/// A pool of components of type T (derived from Component, registered under TypeName<T>) that
+/// grows automatically and iterates its live components:
+///
+///     ComponentPool<Light> lights;
+///     ComponentHandle handle = lights.allocate();
+///     for (Light& light : lights) light.intensity *= 0.5f;
+///
+/// Iteration visits roster positions 0 .. size()-1; allocating or releasing invalidates iterators.
+template <class T>
+class ComponentPool : public ComponentPoolBase {
+    static_assert(std::is_base_of_v<Component, T>, "Pooled types derive from Component.");
+
+public:
+    /// A growing pool of the type registered for T. A capacity of 0 is raised to 1: the growth
+    /// factor cannot grow an empty pool.
+    explicit ComponentPool(uint32_t initialCapacity = 16,
+                           Memory::Allocator* allocator = Memory::Allocator::defaultAllocator(),
+                           MemBlockType memType = MemBlockType::Component)
+        : ComponentPool(Reflection::typeIdOf<T>(), initialCapacity, allocator, memType) {}
+
+    /// A growing pool of the registered type `type`, whose size must be sizeof(T).
+    ComponentPool(TypeId type, uint32_t initialCapacity,
+                  Memory::Allocator* allocator = Memory::Allocator::defaultAllocator(),
+                  MemBlockType memType = MemBlockType::Component)
+        : ComponentPoolBase(type, initialCapacity ? initialCapacity : 1, allocator, memType) {
+        TARN_ASSERT(elementSize == sizeof(T) && "Registered size differs from the component type.");
+        flags |= AutomaticGrowth;
+    }
+
+    /// A new default-constructed component.
+    ComponentHandle allocate() { return allocateComponent(); }
+    /// Destroys the component the handle names.
+    void release(ComponentHandle handle) { deallocateComponent(handle); }
+    /// The component a handle names, or null when it was released (or belongs to another pool).
+    T* get(ComponentHandle handle) const {
+        return handle.pool == this ? static_cast<T*>(handle.resolve()) : nullptr;
+    }
+
+    /// The live component at a roster position below size().
+    T& operator[](uint32_t position) { return *static_cast<T*>(getComponentAt(position)); }
+    const T& operator[](uint32_t position) const { return *static_cast<const T*>(getComponentAt(position)); }
+
+    template <class Value>
+    class Iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = std::remove_const_t<Value>;
+        using difference_type = std::ptrdiff_t;
+        using pointer = Value*;
+        using reference = Value&;
+
+        Iterator() = default;
+        Iterator(const uint32_t* position,
+                 std::conditional_t<std::is_const_v<Value>, const uint8_t*, uint8_t*> base)
+            : at(position), slots(base) {}
+
+        reference operator*() const {
+            return *reinterpret_cast<pointer>(slots + static_cast<uint64_t>(*at) * sizeof(T));
+        }
+        pointer operator->() const { return &**this; }
+        Iterator& operator++() {
+            ++at;
+            return *this;
+        }
+        Iterator operator++(int) {
+            Iterator old = *this;
+            ++at;
+            return old;
+        }
+        friend bool operator==(const Iterator& a, const Iterator& b) { return a.at == b.at; }
+
+    private:
+        const uint32_t* at = nullptr;
+        std::conditional_t<std::is_const_v<Value>, const uint8_t*, uint8_t*> slots = nullptr;
+    };
+
+    Iterator<T> begin() { return {roster.data(), storage.data()}; }
+    Iterator<T> end() { return {roster.data() + next, storage.data()}; }
+    Iterator<const T> begin() const { return {roster.data(), storage.data()}; }
+    Iterator<const T> end() const { return {roster.data() + next, storage.data()}; }
+};
+
+} // namespace Tarn::ComponentModel
