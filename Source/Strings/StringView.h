@@ -60,6 +60,12 @@ public:
     }
     bool operator!=(const StringView& other) const noexcept { return !(*this == other); }
 
+    // Mixed comparisons, spelled out because the view converts both ways with the standard types
+    // and either conversion would otherwise make them ambiguous.
+    friend bool operator==(const StringView& a, std::string_view b) noexcept { return a == StringView(b); }
+    friend bool operator==(const StringView& a, const std::string& b) noexcept { return a == StringView(b); }
+    friend bool operator==(const StringView& a, const char* b) noexcept { return a == StringView(b); }
+
     /// Orders by unsigned bytes over the common prefix, then by length. A difference in the prefix
     /// returns the byte comparison's own nonzero result (only its sign means anything); an equal
     /// prefix gives -1 when this view is shorter, 1 when longer, 0 when the sizes are equal.
