@@ -1,0 +1,553 @@
+// Polygon subtraction.
+//
+// Both outlines are turned into vertex lists, "mine" (this polygon) and "theirs" (the one
+// subtracted), clockwise. After near-equal corners are merged and every crossing of the two
+// outlines is inserted into both lists, the vertices the lists share (same position) are the
+// intersection vertices. They cut each outline into stretches:
+//
+//   mine   stretch kept   when it lies outside theirs (or on theirs' outline with theirs on the
+//                         far side), walked forwards;
+//   theirs stretch kept   when it lies strictly inside mine, walked backwards.
+//
+// Every result polygon alternates kept stretches of the two lists, meeting at intersection
+// vertices. When no stretch of mine is dropped and none of theirs is kept, the outlines only touch
+// (or are apart), and containment of one corner decides between "apart", "covered" and "hole".
+//
+// Every loop below is bounded by the list sizes: a stretch is walked at most once, and crossings
+// are inserted at most a fixed number of times per edge.
+
+#include <Tarn/Geometry/Polygon.h>
+
+#include "Internal/PolygonMath.h"
+
+#include <glm/common.hpp>
+#include <glm/vec2.hpp>
+
+#include <Tarn/Foundation/Assert.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+namespace Tarn::Geometry {
+
+namespace {
+
+struct Vertex {
+    glm::vec3 position;
+    bool intersectionPoint;
+};
+using VertexList = std::vector<Vertex>;
+
+constexpr float kNearTolerance = 0.01f;
+constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
+
+const glm::vec3& positionOf(const Vertex& v) {
+    return v.position;
+}
+
+bool nearEqual(const glm::vec3& a, const glm::vec3& b) {
+    return std::abs(a.x - b.x) < kNearTolerance && std::abs(a.y - b.y) < kNearTolerance &&
+           std::abs(a.z - b.z) < kNearTolerance;
+}
+
+std::size_t previous(std::size_t i, std::size_t n) {
+    return i == 0 ? n - 1 : i - 1;
+}
+std::size_t following(std::size_t i, std::size_t n) {
+    return i + 1 == n ? 0 : i + 1;
+}
+
+VertexList toVertices(const std::vector<glm::vec3>& points) {
+    VertexList list;
+    list.reserve(points.size() * 2);
+    for (const glm::vec3& p : points) {
+        list.push_back({p, false});
+    }
+    return list;
+}
+
+// Removes vertices near-equal to their predecessor. An intersection vertex survives at the
+// expense of its predecessor, since its twin in the other list must keep its exact position.
+void clean(VertexList& list) {
+    std::size_t i = 0;
+    while (list.size() > 1 && i < list.size()) {
+        const std::size_t prev = previous(i, list.size());
+        if (!nearEqual(list[i].position, list[prev].position)) {
+            ++i;
+        } else if (!list[i].intersectionPoint) {
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(i));
+        } else {
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(prev));
+            if (prev < i) {
+                --i;
+            }
+        }
+    }
+}
+
+std::size_t findExact(const VertexList& list, const glm::vec3& p) {
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        if (list[i].position == p) {
+            return i;
+        }
+    }
+    return kNone;
+}
+
+// Gives every theirs vertex that is near-equal to a mine vertex that vertex's exact position, so
+// that corners meant to coincide are recognised as shared.
+void snap(const VertexList& mine, VertexList& theirs) {
+    for (const Vertex& m : mine) {
+        for (Vertex& t : theirs) {
+            if (nearEqual(m.position, t.position)) {
+                t = m;
+            }
+        }
+    }
+}
+
+// Inserts every crossing of the two outlines into both lists, walking each edge of mine from its
+// start so that several crossings on one edge are found in order.
+void insertCrossings(VertexList& mine, VertexList& theirs) {
+    for (std::size_t cur = 0; cur < mine.size(); ++cur) {
+        glm::vec3 from = mine[previous(cur, mine.size())].position;
+        // A transversal crossing is found once per edge of theirs; the margin covers crossings
+        // found again at the same spot through rounding.
+        std::size_t budget = theirs.size() + 4;
+        while (budget-- > 0) {
+            const glm::vec3 to = mine[cur].position;
+            glm::vec3 best{};
+            std::size_t bestTheirEnd = kNone;
+            float bestDistance = std::numeric_limits<float>::infinity();
+            const std::size_t m = theirs.size();
+            for (std::size_t tc = 0; tc < m; ++tc) {
+                const glm::vec3& t0 = theirs[previous(tc, m)].position;
+                const glm::vec3& t1 = theirs[tc].position;
+                double s = 0.0;
+                if (!Internal::boxesOverlap(from, to, t0, t1) ||
+                    !Internal::segmentsMeet(from, to, t0, t1, s)) {
+                    continue;
+                }
+                const glm::vec3 x = Internal::interpolate(from, to, s);
+                const glm::vec3 d = x - from;
+                const float distance = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
+                if (distance >= bestDistance) {
+                    continue;
+                }
+                if (findExact(theirs, x) != kNone && findExact(mine, x) != kNone) {
+                    continue;
+                }
+                best = x;
+                bestTheirEnd = tc;
+                bestDistance = distance;
+            }
+            if (bestTheirEnd == kNone) {
+                break;
+            }
+            const std::size_t inTheirs = findExact(theirs, best);
+            if (inTheirs != kNone) {
+                theirs[inTheirs].intersectionPoint = true;
+            } else {
+                theirs.insert(theirs.begin() + static_cast<std::ptrdiff_t>(bestTheirEnd), {best, true});
+            }
+            const std::size_t inMine = findExact(mine, best);
+            if (inMine != kNone) {
+                mine[inMine].intersectionPoint = true;
+            } else {
+                mine.insert(mine.begin() + static_cast<std::ptrdiff_t>(cur), {best, true});
+                ++cur;
+            }
+            from = best;
+        }
+    }
+}
+
+bool lessPosition(const glm::vec3& a, const glm::vec3& b) {
+    if (a.x != b.x) {
+        return a.x < b.x;
+    }
+    if (a.y != b.y) {
+        return a.y < b.y;
+    }
+    return a.z < b.z;
+}
+
+// Flags the vertices the two lists share and links each to its twin (the first vertex with that
+// position in the other list). Returns the number of shared vertices in mine.
+std::size_t flagShared(VertexList& mine, VertexList& theirs, std::vector<std::size_t>& mineTwin,
+                       std::vector<std::size_t>& theirTwin) {
+    for (Vertex& v : mine) {
+        v.intersectionPoint = false;
+    }
+    for (Vertex& v : theirs) {
+        v.intersectionPoint = false;
+    }
+    std::vector<std::size_t> order(theirs.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        order[i] = i;
+    }
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return lessPosition(theirs[a].position, theirs[b].position);
+    });
+    mineTwin.assign(mine.size(), kNone);
+    theirTwin.assign(theirs.size(), kNone);
+    std::size_t shared = 0;
+    for (std::size_t i = 0; i < mine.size(); ++i) {
+        const glm::vec3& p = mine[i].position;
+        auto it = std::lower_bound(order.begin(), order.end(), p, [&](std::size_t t, const glm::vec3& q) {
+            return lessPosition(theirs[t].position, q);
+        });
+        if (it == order.end() || theirs[*it].position != p) {
+            continue;
+        }
+        mine[i].intersectionPoint = true;
+        mineTwin[i] = *it;
+        ++shared;
+        for (; it != order.end() && theirs[*it].position == p; ++it) {
+            theirs[*it].intersectionPoint = true;
+            if (theirTwin[*it] == kNone) {
+                theirTwin[*it] = i;
+            }
+        }
+    }
+    return shared;
+}
+
+std::size_t nextIntersection(const VertexList& list, std::size_t startIdx) {
+    std::size_t idx = startIdx;
+    do {
+        idx = following(idx, list.size());
+    } while (!list[idx].intersectionPoint && idx != startIdx);
+    TARN_ASSERT(idx != startIdx);
+    return idx;
+}
+
+std::size_t previousIntersection(const VertexList& list, std::size_t startIdx) {
+    std::size_t idx = startIdx;
+    do {
+        idx = previous(idx, list.size());
+    } while (!list[idx].intersectionPoint && idx != startIdx);
+    TARN_ASSERT(idx != startIdx);
+    return idx;
+}
+
+// Where a point lies relative to an outline. Boundary means within `tolerance` of an edge, in
+// which case `edge` receives that edge's direction.
+enum class Side { Inside, Outside, Boundary };
+
+Side locate(double px, double py, const VertexList& outline, double tolerance, glm::dvec2& edge) {
+    const std::size_t n = outline.size();
+    bool inside = false;
+    for (std::size_t i = 0, j = n - 1; i < n; j = i++) {
+        const double ax = outline[j].position.x;
+        const double ay = outline[j].position.y;
+        const double bx = outline[i].position.x;
+        const double by = outline[i].position.y;
+        if (px >= std::min(ax, bx) - tolerance && px <= std::max(ax, bx) + tolerance &&
+            py >= std::min(ay, by) - tolerance && py <= std::max(ay, by) + tolerance) {
+            const double ex = bx - ax;
+            const double ey = by - ay;
+            const double lengthSquared = ex * ex + ey * ey;
+            double u = lengthSquared > 0.0 ? ((px - ax) * ex + (py - ay) * ey) / lengthSquared : 0.0;
+            u = std::clamp(u, 0.0, 1.0);
+            const double cx = ax + u * ex - px;
+            const double cy = ay + u * ey - py;
+            if (cx * cx + cy * cy <= tolerance * tolerance) {
+                edge = glm::dvec2(ex, ey);
+                return Side::Boundary;
+            }
+        }
+        if ((ay > py) != (by > py) && px < ax + (py - ay) * (bx - ax) / (by - ay)) {
+            inside = !inside;
+        }
+    }
+    return inside ? Side::Inside : Side::Outside;
+}
+
+// Decides a stretch from the first of its edges whose midpoint is clear of the other outline;
+// a stretch lying entirely on the other outline is decided by `onBoundary` with the direction of
+// the other outline there.
+template <typename OnBoundary>
+bool classifyStretch(const VertexList& list, std::size_t startIdx, std::size_t endIdx,
+                     const VertexList& other, double tolerance, Side keepSide, OnBoundary onBoundary) {
+    glm::dvec2 firstOtherEdge(0.0);
+    glm::dvec2 firstEdge(0.0);
+    bool haveBoundary = false;
+    std::size_t idx = startIdx;
+    do {
+        const std::size_t nextIdx = following(idx, list.size());
+        const glm::vec3& a = list[idx].position;
+        const glm::vec3& b = list[nextIdx].position;
+        const double mx = (static_cast<double>(a.x) + b.x) * 0.5;
+        const double my = (static_cast<double>(a.y) + b.y) * 0.5;
+        glm::dvec2 otherEdge(0.0);
+        const Side side = locate(mx, my, other, tolerance, otherEdge);
+        if (side != Side::Boundary) {
+            return side == keepSide;
+        }
+        if (!haveBoundary) {
+            haveBoundary = true;
+            firstOtherEdge = otherEdge;
+            firstEdge = glm::dvec2(static_cast<double>(b.x) - a.x, static_cast<double>(b.y) - a.y);
+        }
+        idx = nextIdx;
+    } while (idx != endIdx);
+    return onBoundary(firstEdge, firstOtherEdge);
+}
+
+void appendUnlessRepeated(std::vector<glm::vec3>& outline, const glm::vec3& p) {
+    if (outline.empty() || outline.back() != p) {
+        outline.push_back(p);
+    }
+}
+
+// Walks the kept stretches into result polygons.
+std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs,
+                           const std::vector<std::size_t>& mineTwin,
+                           const std::vector<std::size_t>& theirTwin, const std::vector<char>& myKeep,
+                           const std::vector<char>& theirKeep, double minimumArea) {
+    const std::size_t n = mine.size();
+    const std::size_t m = theirs.size();
+    std::vector<char> myUsed(n, 0);
+    std::vector<char> theirUsed(m, 0);
+    std::vector<Polygon> result;
+    std::vector<glm::vec3> outline;
+
+    for (std::size_t first = 0; first < n; ++first) {
+        if (!mine[first].intersectionPoint || !myKeep[first] || myUsed[first]) {
+            continue;
+        }
+        outline.clear();
+        const glm::vec3 startPosition = mine[first].position;
+        std::size_t myStartIdx = first;
+        std::size_t theirStartIdx = kNone;
+        bool onMine = true;
+        // Every pass walks one unused stretch, so n + m passes always suffice.
+        for (std::size_t pass = 0; pass <= n + m; ++pass) {
+            if (onMine) {
+                TARN_ASSERT(mine[myStartIdx].intersectionPoint);
+                myUsed[myStartIdx] = 1;
+                const std::size_t myEndIdx = nextIntersection(mine, myStartIdx);
+                TARN_ASSERT(myEndIdx != myStartIdx);
+                TARN_ASSERT(mine[myEndIdx].intersectionPoint);
+                for (std::size_t idx = myStartIdx; idx != myEndIdx; idx = following(idx, n)) {
+                    appendUnlessRepeated(outline, mine[idx].position);
+                }
+                if (mine[myEndIdx].position == startPosition) {
+                    break;
+                }
+                const std::size_t theirEndIdx = mineTwin[myEndIdx];
+                if (theirEndIdx == kNone) {
+                    break;
+                }
+                TARN_ASSERT(theirs[theirEndIdx].intersectionPoint);
+                const std::size_t theirPreviousIdx = previousIntersection(theirs, theirEndIdx);
+                TARN_ASSERT(theirs[theirPreviousIdx].intersectionPoint);
+                if (theirKeep[theirPreviousIdx] && !theirUsed[theirPreviousIdx]) {
+                    onMine = false;
+                    theirStartIdx = theirEndIdx;
+                } else if (myKeep[myEndIdx] && !myUsed[myEndIdx]) {
+                    myStartIdx = myEndIdx;
+                } else {
+                    break;
+                }
+            } else {
+                TARN_ASSERT(theirs[theirStartIdx].intersectionPoint);
+                const std::size_t theirPreviousIdx = previousIntersection(theirs, theirStartIdx);
+                TARN_ASSERT(theirs[theirPreviousIdx].intersectionPoint);
+                theirUsed[theirPreviousIdx] = 1;
+                appendUnlessRepeated(outline, theirs[theirStartIdx].position);
+                // Theirs is walked backwards, from its start vertex down to just after the previous
+                // intersection vertex; none of those in between may be shared with mine.
+                std::size_t idx = previous(theirStartIdx, m);
+                while (idx != theirPreviousIdx) {
+                    const Vertex* i = &theirs[idx];
+                    TARN_ASSERT(!i->intersectionPoint);
+                    appendUnlessRepeated(outline, i->position);
+                    idx = previous(idx, m);
+                }
+                const Vertex& arrival = theirs[theirPreviousIdx];
+                if (arrival.position == startPosition) {
+                    break;
+                }
+                const std::size_t myIdx = theirTwin[theirPreviousIdx];
+                if (myIdx != kNone && myKeep[myIdx] && !myUsed[myIdx]) {
+                    TARN_ASSERT(mine[myIdx].intersectionPoint);
+                    onMine = true;
+                    myStartIdx = myIdx;
+                    continue;
+                }
+                // Mine cannot be followed here: go on along theirs if its next stretch is kept.
+                const std::size_t theirFollowUpIdx = previousIntersection(theirs, theirPreviousIdx);
+                TARN_ASSERT(theirs[theirFollowUpIdx].intersectionPoint);
+                if (theirKeep[theirFollowUpIdx] && !theirUsed[theirFollowUpIdx]) {
+                    theirStartIdx = theirPreviousIdx;
+                } else {
+                    break;
+                }
+            }
+        }
+        while (outline.size() > 1 && outline.back() == outline.front()) {
+            outline.pop_back();
+        }
+        if (outline.size() < 3) {
+            continue;
+        }
+        // Pieces are clockwise by construction; anything else (or a sliver of no area) comes from
+        // outlines that only graze each other and is not a piece of the result.
+        const double area =
+            0.5 * Internal::shoelaceSum(outline.begin(), outline.end(),
+                                        [](const glm::vec3& p) -> const glm::vec3& { return p; });
+        if (area < -minimumArea) {
+            result.emplace_back(outline);
+        }
+    }
+    return result;
+}
+
+float maxAbsCoordinate(const VertexList& a, const VertexList& b) {
+    float largest = 0.0f;
+    for (const VertexList* list : {&a, &b}) {
+        for (const Vertex& v : *list) {
+            largest = std::max({largest, std::abs(v.position.x), std::abs(v.position.y)});
+        }
+    }
+    return largest;
+}
+
+const Vertex* firstUnshared(const VertexList& list) {
+    for (const Vertex& v : list) {
+        if (!v.intersectionPoint) {
+            return &v;
+        }
+    }
+    return list.empty() ? nullptr : &list.front();
+}
+
+struct Bounds {
+    glm::vec3 lo{std::numeric_limits<float>::infinity()};
+    glm::vec3 hi{-std::numeric_limits<float>::infinity()};
+};
+
+Bounds boundsOf(const std::vector<glm::vec3>& points) {
+    Bounds b;
+    for (const glm::vec3& p : points) {
+        b.lo = glm::min(b.lo, p);
+        b.hi = glm::max(b.hi, p);
+    }
+    return b;
+}
+
+} // namespace
+
+std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
+    if (points.size() < 3 || other.points.size() < 3) {
+        return {*this};
+    }
+    // Outlines whose boxes are further apart than the merge tolerance cannot touch.
+    const Bounds mineBox = boundsOf(points);
+    const Bounds theirBox = boundsOf(other.points);
+    if (mineBox.hi.x + kNearTolerance < theirBox.lo.x || theirBox.hi.x + kNearTolerance < mineBox.lo.x ||
+        mineBox.hi.y + kNearTolerance < theirBox.lo.y || theirBox.hi.y + kNearTolerance < mineBox.lo.y) {
+        return {*this};
+    }
+
+    VertexList mine = toVertices(points);
+    VertexList theirs = toVertices(other.points);
+    clean(mine);
+    snap(mine, theirs);
+    clean(theirs);
+    if (mine.size() < 3 || theirs.size() < 3) {
+        return {*this};
+    }
+    insertCrossings(mine, theirs);
+    clean(mine);
+    clean(theirs);
+
+    std::vector<std::size_t> mineTwin;
+    std::vector<std::size_t> theirTwin;
+    const std::size_t shared = flagShared(mine, theirs, mineTwin, theirTwin);
+
+    bool crossing = false;
+    std::vector<char> myKeep(mine.size(), 0);
+    std::vector<char> theirKeep(theirs.size(), 0);
+    if (shared >= 2 && mine.size() >= 3 && theirs.size() >= 3) {
+        // Positions are single precision: points of one outline that lie on the other are off by
+        // a few units in the last place of the largest coordinate.
+        const double tolerance = 4e-6 * static_cast<double>(maxAbsCoordinate(mine, theirs)) + 1e-9;
+        for (std::size_t i = 0; i < mine.size(); ++i) {
+            if (!mine[i].intersectionPoint) {
+                continue;
+            }
+            // On theirs' outline, mine's edge belongs to the result only where theirs lies on the
+            // other side, i.e. where the two outlines run in opposite directions.
+            myKeep[i] = classifyStretch(mine, i, nextIntersection(mine, i), theirs, tolerance, Side::Outside,
+                                        [](const glm::dvec2& mineEdge, const glm::dvec2& theirEdge) {
+                                            return mineEdge.x * theirEdge.x + mineEdge.y * theirEdge.y < 0.0;
+                                        });
+            crossing = crossing || !myKeep[i];
+        }
+        for (std::size_t i = 0; i < theirs.size(); ++i) {
+            if (!theirs[i].intersectionPoint) {
+                continue;
+            }
+            const std::size_t theirFollowUpIdx = nextIntersection(theirs, i);
+            TARN_ASSERT(theirs[theirFollowUpIdx].intersectionPoint);
+            // Where theirs runs along mine's outline, mine's own stretch already bounds the result.
+            theirKeep[i] = classifyStretch(theirs, i, theirFollowUpIdx, mine, tolerance, Side::Inside,
+                                           [](const glm::dvec2&, const glm::dvec2&) { return false; });
+            crossing = crossing || theirKeep[i];
+        }
+    }
+
+    if (crossing) {
+        const double mineArea = std::abs(0.5 * Internal::shoelaceSum(mine.begin(), mine.end(), positionOf));
+        return trace(mine, theirs, mineTwin, theirTwin, myKeep, theirKeep, mineArea * 1e-9);
+    }
+
+    // The outlines do not cross: decide by one corner of each that is not shared with the other.
+    const Vertex* theirCorner = firstUnshared(theirs);
+    if (!isPointInside(theirCorner->position, points)) {
+        const Vertex* myCorner = firstUnshared(mine);
+        if (isPointInside(myCorner->position, other.points)) {
+            return {};
+        }
+        return {*this};
+    }
+
+    // A hole: join it to the outline through the closest pair of corners, walking the hole
+    // backwards so that it winds against the outline.
+    std::size_t bestMine = 0;
+    std::size_t bestTheirs = 0;
+    float bestDistance = std::numeric_limits<float>::infinity();
+    for (std::size_t i = 0; i < mine.size(); ++i) {
+        for (std::size_t j = 0; j < theirs.size(); ++j) {
+            const glm::vec3 d = mine[i].position - theirs[j].position;
+            const float distance = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
+            if (distance < bestDistance) {
+                bestDistance = distance;
+                bestMine = i;
+                bestTheirs = j;
+            }
+        }
+    }
+    std::vector<glm::vec3> joined;
+    joined.reserve(mine.size() + theirs.size() + 2);
+    for (std::size_t i = 0; i <= bestMine; ++i) {
+        joined.push_back(mine[i].position);
+    }
+    for (std::size_t j = bestTheirs + 1; j-- > 0;) {
+        joined.push_back(theirs[j].position);
+    }
+    for (std::size_t j = theirs.size(); j-- > bestTheirs;) {
+        joined.push_back(theirs[j].position);
+    }
+    for (std::size_t i = bestMine; i < mine.size(); ++i) {
+        joined.push_back(mine[i].position);
+    }
+    return {Polygon(joined)};
+}
+
+} // namespace Tarn::Geometry

@@ -1,0 +1,214 @@
+#include <Tarn/Geometry/Polygon.h>
+
+#include "AssertRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+using Tarn::Geometry::Polygon;
+using Points = std::vector<glm::vec3>;
+
+namespace {
+
+glm::vec3 p(float x, float y, float z = 0.0f) {
+    return glm::vec3(x, y, z);
+}
+
+Polygon square(float x0, float y0, float x1, float y1) {
+    return Polygon(Points{p(x0, y0), p(x1, y0), p(x1, y1), p(x0, y1)});
+}
+
+double signedArea(const Points& pts) {
+    double sum = 0.0;
+    for (std::size_t i = 0, j = pts.size() - 1; i < pts.size(); j = i++) {
+        sum += static_cast<double>(pts[j].x) * pts[i].y - static_cast<double>(pts[j].y) * pts[i].x;
+    }
+    return 0.5 * sum;
+}
+
+bool sameCorners(Points a, Points b) {
+    auto less = [](const glm::vec3& u, const glm::vec3& v) {
+        return u.x != v.x ? u.x < v.x : (u.y != v.y ? u.y < v.y : u.z < v.z);
+    };
+    std::sort(a.begin(), a.end(), less);
+    std::sort(b.begin(), b.end(), less);
+    return a == b;
+}
+
+} // namespace
+
+TEST(Polygon, OutlinesAreStoredClockwise) {
+    const Polygon ccw(Points{p(0, 0), p(1, 0), p(1, 1), p(0, 1)});
+    EXPECT_EQ(ccw.getPoints(), (Points{p(0, 1), p(1, 1), p(1, 0), p(0, 0)}));
+    EXPECT_EQ(ccw.calcArea(), 1.0f);
+    EXPECT_LT(signedArea(ccw.getPoints()), 0.0);
+
+    const Polygon cw(Points{p(0, 1), p(1, 1), p(1, 0), p(0, 0)});
+    EXPECT_EQ(cw.getPoints(), ccw.getPoints());
+
+    // Zero area counts as "not clockwise" and is reversed as well.
+    const Polygon line(Points{p(0, 0), p(5, 0)});
+    EXPECT_EQ(line.getPoints(), (Points{p(5, 0), p(0, 0)}));
+    EXPECT_EQ(line.calcArea(), 0.0f);
+
+    // addPoint leaves the order alone; setPoints with the polygon's own array re-orients in place.
+    Polygon built;
+    for (const glm::vec3& q : {p(0, 0), p(2, 0), p(2, 2), p(0, 2)}) {
+        built.addPoint(q);
+    }
+    EXPECT_EQ(built.getPoint(1), p(2, 0));
+    EXPECT_EQ(built.getNoOfPoints(), 4u);
+    built.setPoints(built.getPoints());
+    EXPECT_EQ(built.getPoints(), (Points{p(0, 2), p(2, 2), p(2, 0), p(0, 0)}));
+    EXPECT_EQ(built.calcArea(), 4.0f);
+    built.clearPoints();
+    EXPECT_EQ(built.getNoOfPoints(), 0u);
+    EXPECT_EQ(built.calcArea(), 0.0f);
+}
+
+TEST(Polygon, ContainmentByEvenOddRay) {
+    const Polygon sq = square(0, 0, 2, 2);
+    EXPECT_TRUE(sq.isPointInside(p(1, 1)));
+    EXPECT_FALSE(sq.isPointInside(p(50, 1)));
+    EXPECT_FALSE(sq.isPointInside(p(-1, 1)));
+    // On the level of the horizontal edges those edges are ignored and the sides decide: left of
+    // the square the ray meets both sides, on the bottom edge only the right one.
+    EXPECT_FALSE(sq.isPointInside(p(-1, 0)));
+    EXPECT_TRUE(sq.isPointInside(p(1, 0)));
+    EXPECT_TRUE(sq.isPointInside(p(1, 2)));
+    // A ray through a corner counts both edges meeting there.
+    const Polygon diamond(Points{p(0, -1), p(1, 0), p(0, 1), p(-1, 0)});
+    EXPECT_TRUE(diamond.isPointInside(p(0, 0.5f)));
+    EXPECT_FALSE(diamond.isPointInside(p(0.5f, 0)));
+    EXPECT_FALSE(Polygon(Points{p(0, 0), p(1, 1)}).isPointInside(p(0.5f, 0.5f)));
+    // z plays no part.
+    EXPECT_TRUE(sq.isPointInside(p(1, 1, 100)));
+}
+
+TEST(Polygon, SubtractWithoutCrossings) {
+    Tarn::Testing::AssertRecorder recorder;
+    const Polygon sq = square(0, 0, 10, 10);
+    const Polygon twoCorners(Points{p(1, 1), p(2, 2)});
+
+    for (const auto& result : {sq.subtract(twoCorners), sq.subtract(square(20, 20, 30, 30)),
+                               sq.subtract(square(10.005f, -0.002f, 20, 10.003f))}) {
+        ASSERT_EQ(result.size(), 1u);
+        EXPECT_EQ(result[0].getPoints(), sq.getPoints());
+    }
+    ASSERT_EQ(twoCorners.subtract(sq).size(), 1u);
+    EXPECT_EQ(twoCorners.subtract(sq)[0].getPoints(), twoCorners.getPoints());
+
+    EXPECT_TRUE(sq.subtract(square(-5, -5, 15, 15)).empty());
+    // Corners within 0.01 on every axis are one corner: a near copy covers the square.
+    EXPECT_TRUE(sq.subtract(square(0.004f, 0.003f, 10.006f, 9.995f)).empty());
+    EXPECT_TRUE(recorder.empty());
+}
+
+TEST(Polygon, SubtractHoleJoinsThroughTheClosestCorners) {
+    Tarn::Testing::AssertRecorder recorder;
+    const Polygon outer = square(0, 0, 10, 10); // (0,10) (10,10) (10,0) (0,0)
+    const Polygon hole = square(6, 6, 8, 8);    // (6,8) (8,8) (8,6) (6,6)
+    const std::vector<Polygon> result = outer.subtract(hole);
+    ASSERT_EQ(result.size(), 1u);
+    // Outline up to its corner closest to the hole, the hole backwards from its closest corner,
+    // and back along the same cut.
+    EXPECT_EQ(result[0].getPoints(), (Points{p(0, 10), p(10, 10), p(8, 8), p(6, 8), p(6, 6), p(8, 6), p(8, 8),
+                                             p(10, 10), p(10, 0), p(0, 0)}));
+    EXPECT_EQ(result[0].calcArea(), 96.0f);
+    EXPECT_TRUE(recorder.empty());
+}
+
+TEST(Polygon, SubtractCrossingOutlines) {
+    Tarn::Testing::AssertRecorder recorder;
+    const Polygon sq = square(0, 0, 10, 10);
+
+    const std::vector<Polygon> corner = sq.subtract(square(5, 5, 15, 15));
+    ASSERT_EQ(corner.size(), 1u);
+    EXPECT_TRUE(
+        sameCorners(corner[0].getPoints(), Points{p(0, 0), p(10, 0), p(10, 5), p(5, 5), p(5, 10), p(0, 10)}));
+    EXPECT_EQ(corner[0].calcArea(), 75.0f);
+    EXPECT_LT(signedArea(corner[0].getPoints()), 0.0);
+
+    // A band across the square cuts it in two; z is interpolated where the outlines cross.
+    const Polygon sloped(Points{p(0, 0, 0), p(10, 0, 10), p(10, 10, 10), p(0, 10, 0)});
+    const std::vector<Polygon> halves = sloped.subtract(square(4, -5, 6, 15));
+    ASSERT_EQ(halves.size(), 2u);
+    for (const Polygon& half : halves) {
+        EXPECT_EQ(half.calcArea(), 40.0f);
+        EXPECT_LT(signedArea(half.getPoints()), 0.0);
+        for (const glm::vec3& q : half.getPoints()) {
+            EXPECT_NEAR(q.z, q.x, 1e-5f);
+        }
+    }
+
+    // A hole touching the outline along part of an edge opens it into a notch.
+    const std::vector<Polygon> notch = sq.subtract(square(0, 4, 3, 6));
+    ASSERT_EQ(notch.size(), 1u);
+    EXPECT_EQ(notch[0].calcArea(), 94.0f);
+    EXPECT_EQ(notch[0].getNoOfPoints(), 8u);
+
+    // Touching from outside at one corner changes nothing.
+    const std::vector<Polygon> touching = sq.subtract(Polygon(Points{p(10, 10), p(20, 12), p(12, 20)}));
+    ASSERT_EQ(touching.size(), 1u);
+    EXPECT_EQ(touching[0].calcArea(), 100.0f);
+    EXPECT_TRUE(recorder.empty()) << recorder.texts()[0];
+}
+
+TEST(Polygon, AddIsNotProvided) {
+    Tarn::Testing::AssertRecorder recorder;
+    EXPECT_TRUE(square(0, 0, 1, 1).add(square(2, 2, 3, 3)).empty());
+    ASSERT_EQ(recorder.count(), 1u);
+    EXPECT_EQ(recorder.texts()[0], "false");
+}
+
+TEST(Polygon, FixUpTurnsACounterClockwiseLobe) {
+    Tarn::Testing::AssertRecorder recorder;
+    Polygon bowTie;
+    for (const glm::vec3& q : {p(0, 0), p(2, 2), p(2, 0), p(0, 2)}) {
+        bowTie.addPoint(q);
+    }
+    EXPECT_EQ(bowTie.calcArea(), 0.0f); // the lobes cancel
+    bowTie.fixUp();
+    EXPECT_EQ(bowTie.getPoints(), (Points{p(0, 2), p(1, 1), p(2, 2), p(2, 0), p(1, 1), p(0, 0)}));
+    EXPECT_EQ(bowTie.calcArea(), 2.0f);
+    EXPECT_TRUE(recorder.empty());
+}
+
+TEST(Polygon, FixUpDropsTheSmallerOfTwoClockwiseLoops) {
+    Tarn::Testing::AssertRecorder recorder;
+    // A clockwise square whose bottom edge curls through a small clockwise loop.
+    const Points curl{p(0, 0), p(0, 10), p(10, 10), p(10, 0), p(4, 0), p(4, 1), p(6, 1), p(6, -1), p(0, -1)};
+    Polygon loopAfterStart;
+    for (const glm::vec3& q : curl) {
+        loopAfterStart.addPoint(q);
+    }
+    loopAfterStart.fixUp();
+    EXPECT_EQ(loopAfterStart.getPoints(),
+              (Points{p(0, 0), p(0, 10), p(10, 10), p(10, 0), p(6, 0), p(6, -1), p(0, -1)}));
+
+    // Starting inside the curl, the large part is the loop and is kept instead.
+    Polygon startInCurl;
+    for (std::size_t k = 0; k < curl.size(); ++k) {
+        startInCurl.addPoint(curl[(k + 4) % curl.size()]);
+    }
+    startInCurl.fixUp();
+    EXPECT_EQ(startInCurl.getPoints(),
+              (Points{p(6, 0), p(6, -1), p(0, -1), p(0, 0), p(0, 10), p(10, 10), p(10, 0)}));
+    EXPECT_TRUE(recorder.empty());
+}
+
+TEST(Polygon, FixUpReportsWhatItCannotRepair) {
+    Tarn::Testing::AssertRecorder recorder;
+    // The same bow tie entered at another corner: the loop found is the clockwise lobe and the
+    // rest runs the other way.
+    Polygon bowTie;
+    for (const glm::vec3& q : {p(2, 0), p(2, 2), p(0, 0), p(0, 2)}) {
+        bowTie.addPoint(q);
+    }
+    bowTie.fixUp();
+    ASSERT_EQ(recorder.count(), 1u);
+    EXPECT_EQ(recorder.texts()[0], "false");
+    EXPECT_EQ(bowTie.getPoints(), (Points{p(0, 2), p(0, 0), p(2, 2), p(2, 0)}));
+}
