@@ -233,6 +233,41 @@ std::size_t previousIntersection(const VertexList& list, std::size_t startIdx) {
     return idx;
 }
 
+// Vertex classification: -1 inside, +1 outside. Unlike the public containment test, an edge's y
+// range is half-open, so a ray through a corner counts exactly one of the two edges meeting there
+// (or none or both where the outline turns back), and edges ending exactly at the tested position
+// are skipped, so a shared corner does not decide for itself.
+int classifyVertex(const glm::vec3& p, const VertexList& outline) {
+    const std::size_t n = outline.size();
+    const float dx = (p.x + 1000000.0f) - p.x;
+    const float dy = (p.y + 0.0f) - p.y;
+    unsigned crossings = 0;
+    for (std::size_t i = 0, j = n - 1; i < n; j = i++) {
+        const glm::vec3& a = outline[j].position;
+        const glm::vec3& b = outline[i].position;
+        if (a == p || b == p) {
+            continue;
+        }
+        const float lo = std::min(a.y, b.y);
+        const float hi = std::max(a.y, b.y);
+        if (!(lo <= p.y && p.y < hi)) {
+            continue;
+        }
+        const float ex = b.x - a.x;
+        const float ey = b.y - a.y;
+        const float denom = ey * dx - ex * dy;
+        if (denom == 0.0f) {
+            continue;
+        }
+        const float s = ((p.y - a.y) * dx - (p.x - a.x) * dy) / denom;
+        const float t = (ex * (p.y - a.y) - ey * (p.x - a.x)) / denom;
+        if (s >= 0.0f && s <= 1.0f && t >= 0.0f && t <= 1.0f) {
+            ++crossings;
+        }
+    }
+    return (crossings & 1u) != 0 ? -1 : 1;
+}
+
 // Where a point lies relative to an outline. Boundary means within `tolerance` of an edge, in
 // which case `edge` receives that edge's direction.
 enum class Side { Inside, Outside, Boundary };
@@ -509,9 +544,9 @@ std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
 
     // The outlines do not cross: decide by one corner of each that is not shared with the other.
     const Vertex* theirCorner = firstUnshared(theirs);
-    if (!isPointInside(theirCorner->position, points)) {
+    if (classifyVertex(theirCorner->position, mine) > 0) {
         const Vertex* myCorner = firstUnshared(mine);
-        if (isPointInside(myCorner->position, other.points)) {
+        if (classifyVertex(myCorner->position, theirs) < 0) {
             return {};
         }
         return {*this};
