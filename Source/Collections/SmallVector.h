@@ -17,18 +17,21 @@ namespace Tarn::Collections {
 /// capacityPtr. The storage is the derived class's inline array until the first growth and a block
 /// from `allocator` (tagged MemBlockType::Buffer) afterwards; it never returns to inline storage.
 ///
-/// Copy and move assignment of the base copy the four fields as they are: it knows nothing about
-/// the inline storage, so only the typed layer can copy or move without sharing storage.
+/// Copy and move assignment of the base copy the four fields as they are: the base knows nothing
+/// about the inline storage, so only the typed layer can copy or move without sharing storage.
 class TARN_API SmallVectorBase {
 public:
     SmallVectorBase(const SmallVectorBase&) = delete;
-    SmallVectorBase& operator=(const SmallVectorBase&) = default;
-    SmallVectorBase& operator=(SmallVectorBase&&) = default;
 
     /// The allocator that supplies storage beyond the inline part.
     Memory::Allocator* getAllocator() const { return allocator; }
 
 protected:
+    // Shallow on purpose, and protected so that nothing outside the typed layer can make two
+    // vectors share (and both release) one block.
+    SmallVectorBase& operator=(const SmallVectorBase&) = default;
+    SmallVectorBase& operator=(SmallVectorBase&&) = default;
+
     SmallVectorBase(void* inlineStorage, uint64_t capacityInBytes, Memory::Allocator* allocator)
         : beginPtr(static_cast<uint8_t*>(inlineStorage)), endPtr(beginPtr),
           capacityPtr(beginPtr + capacityInBytes), allocator(allocator) {}
@@ -55,9 +58,9 @@ protected:
 /// A growable array of plain-data elements whose first N elements live inside the object.
 ///
 /// Elements are moved by copying bytes and are never constructed or destroyed one by one, so T
-/// must be trivially copyable. Growth doubles the capacity through the allocator (by default
-/// Allocator::overflowAllocator()). Copies and moves never share storage with their source: a copy
-/// allocates its own block when the elements do not fit inline, a move steals a heap block and
+/// must be trivially copyable. Growth doubles the capacity through the allocator (by default, or
+/// when null is given, Allocator::overflowAllocator()). Copies and moves never share storage with their
+/// source: a copy allocates its own block when the elements do not fit inline, a move steals a heap block and
 /// leaves the source empty and inline. Both take the source's allocator, because a stolen block
 /// must be released where it came from. Exceeding the capacity through setSize() raises an
 /// assertion and then sets the size anyway.
@@ -77,7 +80,8 @@ public:
     static constexpr std::size_t InlineCapacity = N;
 
     explicit SmallVector(Memory::Allocator* allocator = Memory::Allocator::overflowAllocator())
-        : SmallVectorBase(storage, sizeof(storage), allocator) {}
+        : SmallVectorBase(storage, sizeof(storage),
+                          allocator != nullptr ? allocator : Memory::Allocator::overflowAllocator()) {}
 
     SmallVector(std::initializer_list<T> values,
                 Memory::Allocator* allocator = Memory::Allocator::overflowAllocator())

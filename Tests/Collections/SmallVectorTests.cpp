@@ -29,6 +29,7 @@ TEST(SmallVector, InlineStorageFollowsTheBaseFields) {
     EXPECT_EQ(reinterpret_cast<const uint8_t*>(v.data()), reinterpret_cast<const uint8_t*>(&v) + 32);
     EXPECT_EQ(v.capacity(), 10u);
     EXPECT_EQ(v.getAllocator(), Tarn::Memory::Allocator::overflowAllocator());
+    EXPECT_EQ((SmallVector<int, 1>(nullptr).getAllocator()), Tarn::Memory::Allocator::overflowAllocator());
 }
 
 TEST(SmallVector, PushDoublesThroughTheAllocatorAndReleasesOnDestruction) {
