@@ -262,21 +262,24 @@ bool MemoryBuffer::writeTextSlow(const char* characters, uint64_t count) {
     return true;
 }
 
-bool MemoryBuffer::writeComponentsSlow(const float* components, int count) {
+bool MemoryBuffer::writeComponentsSlow(const void* components, int count) {
     for (int i = 0; i < count; ++i) {
-        write(components + i, sizeof(float));
+        write(static_cast<const uint8_t*>(components) + i * sizeof(float), sizeof(float));
     }
     return true;
 }
 
-std::string MemoryBuffer::readString() {
+std::string MemoryBuffer::readStringSlow() {
     const uint64_t unreadBefore = unreadSize();
     const uint32_t length = read32();
     const uint64_t n = std::min<uint64_t>(unreadBefore, length);
+    std::string result;
     if (n == 0) {
-        return std::string();
+        return result;
     }
-    std::string result(static_cast<size_t>(n), '\0');
+    // The length is trusted only up to the bytes that were there before it was read; what is
+    // missing after those reads as zero characters.
+    result.resize(static_cast<size_t>(n));
     read(result.data(), n);
     result.resize(static_cast<size_t>(n - 1));
     return result;

@@ -116,9 +116,7 @@ public:
     /// nothing, on a buffer without an allocator or when storage cannot be had.
     bool write(const void* source, uint64_t count) {
         if (allocator != nullptr && count <= capacity - bufferSize && count != 0) {
-            std::memcpy(buffer + position, source, count);
-            position += count;
-            bufferSize = position;
+            commit(source, count);
             return true;
         }
         return writeSlow(source, count);
@@ -131,14 +129,8 @@ public:
     bool writeDouble(double value) { return writeFixed(value); }
     /// The vector and quaternion writes go one component at a time and report true even on a
     /// buffer that cannot be written (its components are skipped); check `size` when it matters.
-    bool writeFloat3(const glm::vec3& value) {
-        const float components[3] = {value.x, value.y, value.z};
-        return writeComponents(components, 3);
-    }
-    bool writeFloat4(const glm::vec4& value) {
-        const float components[4] = {value.x, value.y, value.z, value.w};
-        return writeComponents(components, 4);
-    }
+    bool writeFloat3(const glm::vec3& value) { return writeComponents(&value, 3); }
+    bool writeFloat4(const glm::vec4& value) { return writeComponents(&value, 4); }
     bool writeQuaternion(const glm::quat& value) {
         const float components[4] = {value.x, value.y, value.z, value.w};
         return writeComponents(components, 4);
@@ -156,22 +148,24 @@ public:
     /// characters has a length of 0 and writes only the length.
     bool writeString(StringView text) {
         const auto length = static_cast<uint32_t>(text.size() + 1);
+        // When length and text both fit, neither of the two writes would reserve: one check does.
+        if (length != 0 && fits(uint64_t{4} + length)) {
+            const uint64_t at = position;
+            uint8_t* target = buffer + at;
+            std::memcpy(target, &length, 4);
+            if (length > 1) {
+                std::memcpy(target + 4, text.data(), length - 1u);
+            }
+            target[4 + (length - 1u)] = 0;
+            position = at + 4 + length;
+            bufferSize = at + 4 + length;
+            return true;
+        }
         write32(length);
         if (length == 0) {
             return true;
         }
-        const uint64_t characters = length - 1u;
-        if (allocator != nullptr && length <= capacity - bufferSize) {
-            uint8_t* target = buffer + position;
-            if (characters != 0) {
-                std::memcpy(target, text.data(), characters);
-            }
-            target[characters] = 0;
-            position += length;
-            bufferSize = position;
-            return true;
-        }
-        return writeTextSlow(text.data(), characters);
+        return writeTextSlow(text.data(), length - 1u);
     }
 
     /// Copies up to `count` bytes from the cursor; returns how many there were.
@@ -191,14 +185,14 @@ public:
     float readFloat() noexcept { return readFixed<float>(); }
     double readDouble() noexcept { return readFixed<double>(); }
     glm::vec3 readFloat3() noexcept {
-        float c[3];
-        readComponents(c, 3);
-        return glm::vec3(c[0], c[1], c[2]);
+        glm::vec3 value;
+        readComponents(&value, 3);
+        return value;
     }
     glm::vec4 readFloat4() noexcept {
-        float c[4];
-        readComponents(c, 4);
-        return glm::vec4(c[0], c[1], c[2], c[3]);
+        glm::vec4 value;
+        readComponents(&value, 4);
+        return value;
     }
     glm::quat readQuaternion() noexcept {
         float c[4];
@@ -220,33 +214,57 @@ public:
     /// Reads a length-prefixed string and drops its terminating byte. The length is trusted only
     /// up to the bytes that were unread before it: a short buffer yields a string padded with zero
     /// characters, never a read beyond size.
-    std::string readString();
+    std::string readString() {
+        const uint64_t unread = bufferSize - position;
+        if (unread >= 4) {
+            uint32_t length;
+            std::memcpy(&length, buffer + position, 4);
+            // The common case, a whole string present: the general rule reduces to this.
+            if (length != 0 && length <= unread - 4) {
+                const auto* characters = reinterpret_cast<const char*>(buffer + position + 4);
+                position += 4 + static_cast<uint64_t>(length);
+                return std::string(characters, length - 1u);
+            }
+        }
+        return readStringSlow();
+    }
 
 private:
     bool makeRoomForWrite(uint64_t count);
     bool writeSlow(const void* source, uint64_t count);
     bool writeTextSlow(const char* characters, uint64_t count);
-    bool writeComponentsSlow(const float* components, int count);
+    std::string readStringSlow();
+    bool writeComponentsSlow(const void* components, int count);
     void release() noexcept;
+
+    // The fast paths test `bufferSize + count <= capacity` for small constant counts: a wrapping
+    // buffer has capacity 0 and so always takes the slow path, which needs no allocator check here.
+    bool fits(uint64_t count) const noexcept { return bufferSize + count <= capacity; }
+
+    // Copies at the cursor and moves it and the size. The fields are read before the copy: the
+    // bytes written may alias anything, and reloading them afterwards would lengthen every write.
+    void commit(const void* source, uint64_t count) noexcept {
+        const uint64_t at = position;
+        std::memcpy(buffer + at, source, count);
+        position = at + count;
+        bufferSize = at + count;
+    }
 
     template <typename T>
     bool writeFixed(T value) {
-        if (allocator != nullptr && sizeof(T) <= capacity - bufferSize) {
-            std::memcpy(buffer + position, &value, sizeof(T));
-            position += sizeof(T);
-            bufferSize = position;
+        if (fits(sizeof(T))) {
+            commit(&value, sizeof(T));
             return true;
         }
         return writeSlow(&value, sizeof(T));
     }
 
     // When all components fit, one copy writes exactly what the component-wise writes would have.
-    bool writeComponents(const float* components, int count) {
+    // `components` is `count` packed floats in serialised order: a glm vector or a float array.
+    bool writeComponents(const void* components, int count) {
         const uint64_t bytes = static_cast<uint64_t>(count) * sizeof(float);
-        if (allocator != nullptr && bytes <= capacity - bufferSize) {
-            std::memcpy(buffer + position, components, bytes);
-            position += bytes;
-            bufferSize = position;
+        if (fits(bytes)) {
+            commit(components, bytes);
             return true;
         }
         return writeComponentsSlow(components, count);
@@ -267,7 +285,7 @@ private:
         return value;
     }
 
-    void readComponents(float* components, int count) noexcept {
+    void readComponents(void* components, int count) noexcept {
         const uint64_t bytes = static_cast<uint64_t>(count) * sizeof(float);
         if (bufferSize - position >= bytes) {
             std::memcpy(components, buffer + position, bytes);
@@ -275,9 +293,13 @@ private:
             return;
         }
         for (int i = 0; i < count; ++i) {
-            components[i] = readFloat();
+            const float component = readFloat();
+            std::memcpy(static_cast<uint8_t*>(components) + i * sizeof(float), &component, sizeof(float));
         }
     }
+
+    // The vectors are copied as whole objects, which relies on glm's packed x, y, z[, w] layout.
+    static_assert(sizeof(glm::vec3) == 3 * sizeof(float) && sizeof(glm::vec4) == 4 * sizeof(float));
 
     uint8_t* buffer;
     uint64_t bufferSize;

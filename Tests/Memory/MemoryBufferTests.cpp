@@ -327,6 +327,13 @@ TEST(MemoryBuffer, ReadStringTrustsTheLengthOnlyUpToTheUnreadBytes) {
         EXPECT_EQ(buffer.pos(), 7u);
     }
     {
+        // One byte short of the terminator: the characters that are there, nothing read beyond.
+        uint8_t stored[] = {4, 0, 0, 0, 'a', 'b', 'c'};
+        MemoryBuffer buffer(stored, sizeof(stored));
+        EXPECT_EQ(buffer.readString(), "abc");
+        EXPECT_EQ(buffer.pos(), 7u);
+    }
+    {
         uint8_t stored[] = {3, 0};
         MemoryBuffer buffer(stored, sizeof(stored));
         EXPECT_EQ(buffer.readString(), std::string("\0", 1));
