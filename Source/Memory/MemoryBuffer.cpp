@@ -247,6 +247,11 @@ bool MemoryBuffer::writeSlow(const void* source, uint64_t count) {
     return true;
 }
 
+bool MemoryBuffer::writeBitsSlow(uint64_t bits, uint64_t count) {
+    // writeFixed copied the value into the first `count` bytes of `bits`.
+    return writeSlow(&bits, count);
+}
+
 bool MemoryBuffer::writeTextSlow(const char* characters, uint64_t count) {
     if (!makeRoomForWrite(count + 1)) {
         return false;

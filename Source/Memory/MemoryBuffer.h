@@ -232,6 +232,7 @@ public:
 private:
     bool makeRoomForWrite(uint64_t count);
     bool writeSlow(const void* source, uint64_t count);
+    bool writeBitsSlow(uint64_t bits, uint64_t count);
     bool writeTextSlow(const char* characters, uint64_t count);
     std::string readStringSlow();
     bool writeComponentsSlow(const void* components, int count);
@@ -250,13 +251,16 @@ private:
         bufferSize = at + count;
     }
 
+    // The slow path takes the value's bits by value, so the fast path never spills it to memory.
     template <typename T>
     bool writeFixed(T value) {
         if (fits(sizeof(T))) {
             commit(&value, sizeof(T));
             return true;
         }
-        return writeSlow(&value, sizeof(T));
+        uint64_t bits = 0;
+        std::memcpy(&bits, &value, sizeof(T));
+        return writeBitsSlow(bits, sizeof(T));
     }
 
     // When all components fit, one copy writes exactly what the component-wise writes would have.
