@@ -15,6 +15,7 @@ using Tarn::Testing::AssertRecorder;
 using Tarn::Testing::CountingAllocator;
 using Op = CountingAllocator::Op;
 using Bytes = std::vector<uint8_t>;
+using Sizes = std::vector<uint64_t>;
 
 namespace {
 
@@ -22,7 +23,7 @@ Bytes contents(const MemoryBuffer& buffer) {
     return Bytes(buffer.data(), buffer.data() + buffer.size());
 }
 
-Bytes filled(std::size_t count, uint8_t first = 0) {
+Bytes sequence(std::size_t count, uint8_t first = 0) {
     Bytes bytes(count);
     for (std::size_t i = 0; i < count; ++i) {
         bytes[i] = static_cast<uint8_t>(first + i);
@@ -32,27 +33,20 @@ Bytes filled(std::size_t count, uint8_t first = 0) {
 
 } // namespace
 
-TEST(MemoryBuffer, WriteGrowsTo1024ThenByHalfOrToFit) {
+TEST(MemoryBuffer, GrowthSizesAlignmentsAndTags) {
     CountingAllocator allocator;
     {
         MemoryBuffer buffer(&allocator, MemBlockType::Message);
-        EXPECT_TRUE(allocator.calls().empty());
-        EXPECT_TRUE(buffer.write32(7));
+        EXPECT_TRUE(allocator.calls().empty()); // nothing until the first write
+        buffer.write32(7);
         EXPECT_EQ(buffer.size(), 4u);
         EXPECT_EQ(buffer.pos(), 4u);
-        EXPECT_EQ(buffer.getCapacity(), 1024u);
-
-        const Bytes fill = filled(1021);
+        const Bytes fill = sequence(1021), big = sequence(2000, 9);
         buffer.write(fill.data(), fill.size()); // size 1025: max(1025, 1536, 1024)
-        EXPECT_EQ(buffer.getCapacity(), 1536u);
-        const Bytes big = filled(2000, 9);
-        buffer.write(big.data(), big.size()); // size 3025: max(3025, 2304, 1024)
-        EXPECT_EQ(buffer.getCapacity(), 3025u);
-        EXPECT_EQ(buffer.data()[0], 7);
-        EXPECT_EQ(Bytes(buffer.data() + 4, buffer.data() + 1025), fill);
-        EXPECT_EQ(Bytes(buffer.data() + 1025, buffer.data() + 3025), big);
-
-        EXPECT_EQ(allocator.allocationSizes(), (std::vector<uint64_t>{1024, 1536, 3025}));
+        buffer.write(big.data(), big.size());   // size 3025: max(3025, 2304, 1024)
+        EXPECT_EQ(allocator.allocationSizes(), (Sizes{1024, 1536, 3025}));
+        EXPECT_EQ(contents(buffer)[0], 7);
+        EXPECT_EQ(Bytes(buffer.data() + 1025, buffer.data() + 3025), big); // copied on every move
         for (const auto& call : allocator.calls(Op::Allocate)) {
             EXPECT_EQ(call.alignment, 0u);
             EXPECT_EQ(call.type, MemBlockType::Message);
@@ -61,96 +55,65 @@ TEST(MemoryBuffer, WriteGrowsTo1024ThenByHalfOrToFit) {
         ASSERT_EQ(freed.size(), 2u);
         EXPECT_EQ(freed[0].size, 1024u);
         EXPECT_EQ(freed[1].size, 1536u);
-        EXPECT_EQ(allocator.bytes(MemBlockType::Message), 3025u);
     }
-    EXPECT_EQ(allocator.getAllocatedBytes(), 0u);
     EXPECT_EQ(allocator.getAllocationCount(), 0u);
+
+    MemoryBuffer grown(&allocator);
+    allocator.clearLog();
+    uint8_t* first = grown.grow(10);
+    EXPECT_EQ(first, grown.data());
+    EXPECT_EQ(grown.pos(), 0u);
+    uint8_t* second = grown.grow(200); // max((128 + 200) * 3 / 2, 128)
+    EXPECT_EQ(second, grown.data() + 10);
+    uint8_t* third = grown.grow(282); // exactly full: no reallocation
+    EXPECT_EQ(third, grown.data() + 210);
+    EXPECT_EQ(allocator.allocationSizes(), (Sizes{128, 492}));
 }
 
-TEST(MemoryBuffer, GrowUses128AndThreeHalvesOfCapacityPlusCount) {
-    CountingAllocator allocator;
-    MemoryBuffer buffer(&allocator);
-    uint8_t* first = buffer.grow(10);
-    EXPECT_EQ(first, buffer.data());
-    EXPECT_EQ(buffer.size(), 10u);
-    EXPECT_EQ(buffer.pos(), 0u);
-    EXPECT_EQ(buffer.getCapacity(), 128u);
-    first[0] = 0x5A;
-
-    uint8_t* second = buffer.grow(200); // max((128 + 200) * 3 / 2, 128)
-    EXPECT_EQ(second, buffer.data() + 10);
-    EXPECT_EQ(buffer.getCapacity(), 492u);
-    EXPECT_EQ(buffer.data()[0], 0x5A);
-    EXPECT_EQ(buffer.grow(282), buffer.data() + 210); // fits exactly: no reallocation
-    EXPECT_EQ(allocator.allocationSizes(), (std::vector<uint64_t>{128, 492}));
-}
-
-TEST(MemoryBuffer, ReserveAndResizeAllocateExactly) {
+TEST(MemoryBuffer, ReserveResizeAndClearAllocateExactly) {
     CountingAllocator allocator;
     MemoryBuffer buffer(&allocator);
     buffer.reserve(100);
     buffer.reserve(50);
     EXPECT_EQ(buffer.size(), 0u);
+    buffer.clear(); // size 0: the reserved storage stays
     buffer.resize(300);
-    buffer.resize(200); // shrinking keeps the storage
-    EXPECT_EQ(buffer.getCapacity(), 300u);
+    buffer.resize(200);             // shrinking keeps the storage
     buffer.resize(200, true, true); // unchanged size: nothing, even when forced
     buffer.seek(150);
-    buffer.resize(120, true, true);
-    EXPECT_EQ(buffer.pos(), 120u);
-    EXPECT_EQ(buffer.getCapacity(), 120u);
-    EXPECT_EQ(allocator.allocationSizes(), (std::vector<uint64_t>{100, 300, 120}));
-
-    // keepData copies the smaller of the two sizes.
-    for (uint64_t i = 0; i < 120; ++i) {
+    for (uint64_t i = 0; i < 200; ++i) {
         buffer.data()[i] = static_cast<uint8_t>(i);
     }
+    buffer.resize(120, true, true);
+    EXPECT_EQ(buffer.pos(), 120u);
     buffer.resize(500, true, false);
-    EXPECT_EQ(Bytes(buffer.data(), buffer.data() + 120), filled(120));
+    EXPECT_EQ(Bytes(buffer.data(), buffer.data() + 120), sequence(120));
+    EXPECT_EQ(allocator.allocationSizes(), (Sizes{100, 300, 120, 500}));
+    buffer.clear();
+    EXPECT_EQ(buffer.data(), nullptr);
+    EXPECT_EQ(allocator.getAllocationCount(), 0u);
 
     MemoryBuffer reserved(64, true);
     EXPECT_EQ(reserved.size(), 0u);
     EXPECT_EQ(reserved.getCapacity(), 64u);
-    MemoryBuffer sized(64, &allocator, MemBlockType::File);
-    EXPECT_EQ(sized.size(), 64u);
-    EXPECT_EQ(allocator.calls(Op::Allocate).back().type, MemBlockType::File);
 }
 
-TEST(MemoryBuffer, ClearFreesOnlyWhenThereIsContent) {
-    CountingAllocator allocator;
-    MemoryBuffer buffer(&allocator);
-    buffer.reserve(1024);
-    buffer.clear(); // size 0: reserved storage stays
-    EXPECT_EQ(buffer.getCapacity(), 1024u);
-    EXPECT_NE(buffer.data(), nullptr);
-    buffer.write8(1);
-    buffer.clear();
-    EXPECT_EQ(buffer.data(), nullptr);
-    EXPECT_EQ(buffer.getCapacity(), 0u);
-    EXPECT_EQ(allocator.getAllocationCount(), 0u);
-}
-
-TEST(MemoryBuffer, MoveLeavesTheSourceEmptyAndReusable) {
+TEST(MemoryBuffer, MoveLeavesTheSourceEmptyOnItsAllocator) {
     CountingAllocator allocator;
     MemoryBuffer source(&allocator, MemBlockType::Network);
     source.write32(0xCAFEF00D);
     const uint8_t* storage = source.data();
-
     MemoryBuffer moved(std::move(source));
     EXPECT_EQ(moved.data(), storage);
-    EXPECT_EQ(moved.size(), 4u);
     EXPECT_EQ(moved.pos(), 4u);
-    EXPECT_EQ(moved.getCapacity(), 1024u);
     EXPECT_EQ(moved.getType(), MemBlockType::Network);
     EXPECT_EQ(source.data(), nullptr);
-    EXPECT_EQ(source.size(), 0u);
-    EXPECT_EQ(source.pos(), 0u);
-    EXPECT_EQ(source.getCapacity(), 0u);
+    EXPECT_EQ(source.size() + source.pos() + source.getCapacity(), 0u);
     EXPECT_EQ(source.getType(), MemBlockType::Buffer);
     EXPECT_EQ(source.getAllocator(), &allocator);
-    EXPECT_EQ(allocator.calls().size(), 1u); // moving allocates and frees nothing
+    EXPECT_EQ(allocator.calls().size(), 1u);
 
-    // Assignment frees the target's own storage first, with its own capacity and tag.
+    // Assignment first frees the target's own storage, with its own capacity and tag.
     MemoryBuffer target(&allocator, MemBlockType::File);
     target.reserve(40);
     target = std::move(moved);
@@ -159,9 +122,8 @@ TEST(MemoryBuffer, MoveLeavesTheSourceEmptyAndReusable) {
     EXPECT_EQ(freed[0].size, 40u);
     EXPECT_EQ(freed[0].type, MemBlockType::File);
     EXPECT_EQ(target.data(), storage);
-    EXPECT_EQ(moved.data(), nullptr);
 
-    EXPECT_TRUE(source.write8(1));
+    EXPECT_TRUE(source.write8(1)); // reusable, with the default tag
     EXPECT_EQ(allocator.calls(Op::Allocate).back().type, MemBlockType::Buffer);
 }
 
@@ -174,65 +136,33 @@ TEST(MemoryBuffer, CopyTakesTheTagWithoutRetaggingButChangeTypeRetags) {
     EXPECT_TRUE(target.areContentsEqual(source));
     EXPECT_EQ(target.getType(), MemBlockType::Message);
     EXPECT_TRUE(allocator.calls(Op::ChangeType).empty());
-    // The storage was allocated as Pool and stays accounted there until it is replaced.
-    EXPECT_EQ(allocator.calls(Op::Allocate).back().type, MemBlockType::Pool);
-    EXPECT_EQ(allocator.bytes(MemBlockType::Pool), 8u);
+    EXPECT_EQ(allocator.bytes(MemBlockType::Pool), 8u); // still accounted where it was allocated
 
     source.changeType(MemBlockType::Network);
     const auto retags = allocator.calls(Op::ChangeType);
     ASSERT_EQ(retags.size(), 1u);
-    EXPECT_EQ(retags[0].ptr, source.data());
-    EXPECT_EQ(retags[0].size, 1024u);
+    EXPECT_EQ(retags[0].size, 1024u); // the capacity, not the size
     EXPECT_EQ(retags[0].type, MemBlockType::Message);
     EXPECT_EQ(retags[0].newType, MemBlockType::Network);
-
-    MemoryBuffer empty(&allocator);
-    empty.changeType(MemBlockType::File);
-    EXPECT_EQ(empty.getType(), MemBlockType::File);
-    EXPECT_EQ(allocator.calls(Op::ChangeType).size(), 1u);
 }
 
-TEST(MemoryBuffer, SwapExchangesEverything) {
-    CountingAllocator other;
-    MemoryBuffer a(&other, MemBlockType::File);
-    a.write16(0xBEEF);
-    a.seek(1);
-    uint8_t external[3] = {1, 2, 3};
-    MemoryBuffer b(external, sizeof(external));
-    a.swap(b);
-    EXPECT_EQ(a.data(), external);
-    EXPECT_EQ(a.getAllocator(), nullptr);
-    EXPECT_EQ(a.getType(), MemBlockType::Buffer);
-    EXPECT_EQ(b.getAllocator(), &other);
-    EXPECT_EQ(b.pos(), 1u);
-    EXPECT_EQ(b.size(), 2u);
-    EXPECT_EQ(b.getType(), MemBlockType::File);
-}
-
-TEST(MemoryBuffer, SeekClampsToTheContent) {
+TEST(MemoryBuffer, SeekClampsAndWritesCutAtTheCursor) {
     MemoryBuffer buffer;
-    const Bytes eight = filled(8);
+    const Bytes eight = sequence(8, 1);
     buffer.write(eight.data(), eight.size());
     buffer.seek(-5, MemoryBuffer::Anchor::Start);
     EXPECT_EQ(buffer.pos(), 0u);
     buffer.seek(5, MemoryBuffer::Anchor::End);
     EXPECT_EQ(buffer.pos(), 8u);
     buffer.seek(-3, MemoryBuffer::Anchor::End);
-    EXPECT_EQ(buffer.pos(), 5u);
     buffer.seek(-2, MemoryBuffer::Anchor::Current);
     EXPECT_EQ(buffer.pos(), 3u);
     buffer.seek(INT64_MIN, MemoryBuffer::Anchor::Current);
     EXPECT_EQ(buffer.pos(), 0u);
-    buffer.seek(1 << 20, MemoryBuffer::Anchor::Current);
-    EXPECT_EQ(buffer.pos(), 8u);
+    buffer.seek(6);
     buffer.seek(2, static_cast<MemoryBuffer::Anchor>(7)); // unknown anchor: position kept
-    EXPECT_EQ(buffer.pos(), 8u);
-}
+    EXPECT_EQ(buffer.pos(), 6u);
 
-TEST(MemoryBuffer, AWriteCutsTheBufferAtTheCursor) {
-    MemoryBuffer buffer;
-    const Bytes eight = filled(8, 1);
-    buffer.write(eight.data(), eight.size());
     buffer.seek(2);
     buffer.write16(0);
     EXPECT_EQ(contents(buffer), (Bytes{1, 2, 0, 0}));
@@ -263,12 +193,11 @@ TEST(MemoryBuffer, SerialisedBytesOfEveryValueKind) {
         }
     }
     buffer.writeMatrix(matrix);
-    ASSERT_EQ(buffer.size(), scalars.size() + 12 + 16 + 16 + 64);
     // Every float after the scalars is the next integer: x, y, z, w order and columns in order.
-    const uint8_t* floats = buffer.data() + scalars.size();
+    ASSERT_EQ(buffer.size(), scalars.size() + 27 * 4);
     for (int i = 0; i < 27; ++i) {
         float value;
-        std::memcpy(&value, floats + i * 4, 4);
+        std::memcpy(&value, buffer.data() + scalars.size() + i * 4, 4);
         EXPECT_EQ(value, static_cast<float>(i + 1)) << "float " << i;
     }
 
@@ -286,130 +215,15 @@ TEST(MemoryBuffer, SerialisedBytesOfEveryValueKind) {
     EXPECT_EQ(buffer.unreadSize(), 0u);
 }
 
-TEST(MemoryBuffer, ShortReadsStopAtTheEndAndZeroTheRest) {
-    MemoryBuffer empty;
-    const glm::mat4 matrix = empty.readMatrix();
-    EXPECT_EQ(matrix, glm::mat4(0.0f)); // no identity left over: every element was read
-    EXPECT_EQ(empty.pos(), 0u);
-    EXPECT_EQ(empty.readQuaternion(), glm::quat(0.0f, 0.0f, 0.0f, 0.0f));
-
-    uint8_t bytes[6] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66};
-    MemoryBuffer wrapped(bytes, sizeof(bytes));
-    wrapped.seek(4);
-    EXPECT_EQ(wrapped.read64(), 0x6655u);
-    EXPECT_EQ(wrapped.pos(), 6u);
-
-    float partial[2] = {1.5f, 2.5f};
-    MemoryBuffer vector(partial, sizeof(partial));
-    EXPECT_EQ(vector.readFloat3(), glm::vec3(1.5f, 2.5f, 0.0f));
-    uint8_t out[4] = {9, 9, 9, 9};
-    EXPECT_EQ(vector.read(out, 4), 0u);
-}
-
-TEST(MemoryBuffer, ReadStringTrustsTheLengthOnlyUpToTheUnreadBytes) {
-    {
-        uint8_t stored[] = {1, 0, 0, 0, 0, 0xEE};
-        MemoryBuffer buffer(stored, sizeof(stored));
-        EXPECT_EQ(buffer.readString(), "");
-        EXPECT_EQ(buffer.pos(), 5u);
-    }
-    {
-        uint8_t stored[] = {0, 0, 0, 0, 0xEE};
-        MemoryBuffer buffer(stored, sizeof(stored));
-        EXPECT_EQ(buffer.readString(), "");
-        EXPECT_EQ(buffer.pos(), 4u);
-    }
-    {
-        // Claims 10 bytes, has 3: n = min(7 unread, 10), 3 copied, the rest zero, last dropped.
-        uint8_t stored[] = {10, 0, 0, 0, 'a', 'b', 'c'};
-        MemoryBuffer buffer(stored, sizeof(stored));
-        EXPECT_EQ(buffer.readString(), std::string("abc\0\0\0", 6));
-        EXPECT_EQ(buffer.pos(), 7u);
-    }
-    {
-        // One byte short of the terminator: the characters that are there, nothing read beyond.
-        uint8_t stored[] = {4, 0, 0, 0, 'a', 'b', 'c'};
-        MemoryBuffer buffer(stored, sizeof(stored));
-        EXPECT_EQ(buffer.readString(), "abc");
-        EXPECT_EQ(buffer.pos(), 7u);
-    }
-    {
-        uint8_t stored[] = {3, 0};
-        MemoryBuffer buffer(stored, sizeof(stored));
-        EXPECT_EQ(buffer.readString(), std::string("\0", 1));
-        EXPECT_EQ(buffer.pos(), 2u);
-    }
-}
-
-TEST(MemoryBuffer, WrappedMemoryIsReadableButNeverWrittenOrFreed) {
-    AssertRecorder recorder;
-    uint8_t bytes[4] = {0x78, 0x56, 0x34, 0x12};
-    MemoryBuffer wrapped(bytes, sizeof(bytes));
-    EXPECT_EQ(wrapped.getCapacity(), 0u);
-    EXPECT_EQ(wrapped.read32(), 0x12345678u);
-    wrapped.seek(0);
-    EXPECT_FALSE(wrapped.write32(1));
-    EXPECT_TRUE(wrapped.writeFloat3(glm::vec3(1.0f)));
-    EXPECT_TRUE(wrapped.writeQuaternion(glm::quat(1.0f, 0.0f, 0.0f, 0.0f)));
-    EXPECT_TRUE(wrapped.writeMatrix(glm::mat4(1.0f)));
-    EXPECT_EQ(wrapped.size(), 4u);
-    EXPECT_EQ(bytes[0], 0x78);
-    EXPECT_TRUE(recorder.empty());
-
-    wrapped.reserve(16);
-    wrapped.resize(2);
-    MemoryBuffer other;
-    wrapped.copy(other);
-    EXPECT_EQ(wrapped.grow(4), nullptr);
-    ASSERT_EQ(recorder.count(), 4u);
-    for (const std::string& text : recorder.texts()) {
-        EXPECT_EQ(text, "allocator");
-    }
-    EXPECT_EQ(wrapped.data(), bytes);
-    EXPECT_EQ(wrapped.size(), 4u);
-}
-
-TEST(MemoryBuffer, ResetMovesStorageToAnotherAllocator) {
-    CountingAllocator first;
-    CountingAllocator second;
-    MemoryBuffer buffer(16, &first);
-    buffer.seek(10);
-    buffer.reset(0, &second);
-    EXPECT_EQ(first.getAllocationCount(), 0u);
-    EXPECT_EQ(buffer.pos(), 0u);
-    buffer.reset(32, &second);
-    EXPECT_EQ(second.allocationSizes(), (std::vector<uint64_t>{32}));
-    EXPECT_EQ(buffer.getAllocator(), &second);
-}
-
-TEST(MemoryBuffer, RefusedStorageFailsTheWriteInsteadOfOverrunning) {
-    CountingAllocator allocator;
-    MemoryBuffer buffer(&allocator);
-    buffer.write32(1);
-    allocator.setRefuseAllocations(true);
-    const Bytes big = filled(2000);
-    EXPECT_FALSE(buffer.write(big.data(), big.size()));
-    EXPECT_EQ(buffer.grow(4000), nullptr);
-    buffer.resize(5000);
-    EXPECT_EQ(buffer.size(), 4u);
-    EXPECT_EQ(buffer.getCapacity(), 1024u);
-    EXPECT_EQ(buffer.read32(), 0u); // position already at the end
-    buffer.seek(0);
-    EXPECT_EQ(buffer.read32(), 1u);
-}
-
 TEST(MemoryBuffer, StringsAreLengthCharactersAndTerminator) {
     CountingAllocator allocator;
     MemoryBuffer buffer(&allocator);
     EXPECT_TRUE(buffer.writeString("abc"));
-    EXPECT_EQ(contents(buffer), (Bytes{4, 0, 0, 0, 'a', 'b', 'c', 0}));
-    // A view that is not followed by a zero still gets a terminator, not its next character.
-    const Tarn::StringView prefix = Tarn::StringView("xyzw").substr(0, 2);
-    EXPECT_TRUE(buffer.writeString(prefix));
+    // A view not followed by a zero still gets a terminator, not its next character.
+    EXPECT_TRUE(buffer.writeString(Tarn::StringView("xyzw").substr(0, 2)));
     EXPECT_TRUE(buffer.writeString(Tarn::StringView()));
-    EXPECT_EQ(Bytes(buffer.data() + 8, buffer.data() + buffer.size()),
-              (Bytes{3, 0, 0, 0, 'x', 'y', 0, 1, 0, 0, 0, 0}));
-
+    EXPECT_EQ(contents(buffer),
+              (Bytes{4, 0, 0, 0, 'a', 'b', 'c', 0, 3, 0, 0, 0, 'x', 'y', 0, 1, 0, 0, 0, 0}));
     buffer.seek(0);
     EXPECT_EQ(buffer.readString(), "abc");
     EXPECT_EQ(buffer.pos(), 8u);
@@ -420,14 +234,76 @@ TEST(MemoryBuffer, StringsAreLengthCharactersAndTerminator) {
     // Text and terminator are one write: one reserve of max(size + 2001, 1536, 1024).
     MemoryBuffer fresh(&allocator);
     allocator.clearLog();
-    const std::string text(2000, 'q');
-    fresh.writeString(text);
-    EXPECT_EQ(allocator.allocationSizes(), (std::vector<uint64_t>{1024, 2005}));
-    fresh.seek(0);
-    EXPECT_EQ(fresh.readString(), text);
+    fresh.writeString(std::string(2000, 'q'));
+    EXPECT_EQ(allocator.allocationSizes(), (Sizes{1024, 2005}));
+}
 
-    uint8_t bytes[8] = {};
+TEST(MemoryBuffer, ShortDataReadsAsZerosAndNeverBeyondTheEnd) {
+    MemoryBuffer empty;
+    EXPECT_EQ(empty.readMatrix(), glm::mat4(0.0f)); // every element read: no identity left over
+    EXPECT_EQ(empty.pos(), 0u);
+
+    uint8_t bytes[6] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66};
     MemoryBuffer wrapped(bytes, sizeof(bytes));
+    wrapped.seek(4);
+    EXPECT_EQ(wrapped.read64(), 0x6655u);
+    EXPECT_EQ(wrapped.pos(), 6u);
+    float partial[2] = {1.5f, 2.5f};
+    EXPECT_EQ(MemoryBuffer(partial, sizeof(partial)).readFloat3(), glm::vec3(1.5f, 2.5f, 0.0f));
+
+    // Stored length, then what readString returns and how far it reads.
+    struct Case {
+        Bytes stored;
+        std::string expected;
+        uint64_t consumed;
+    };
+    const Case cases[] = {
+        {{1, 0, 0, 0, 0, 0xEE}, "", 5},
+        {{0, 0, 0, 0, 0xEE}, "", 4},
+        {{10, 0, 0, 0, 'a', 'b', 'c'}, std::string("abc\0\0\0", 6), 7}, // n = min(7 unread, 10)
+        {{4, 0, 0, 0, 'a', 'b', 'c'}, "abc", 7},                        // terminator missing
+        {{3, 0}, std::string("\0", 1), 2},                              // length itself short
+    };
+    for (const Case& c : cases) {
+        Bytes stored = c.stored;
+        MemoryBuffer buffer(stored.data(), stored.size());
+        EXPECT_EQ(buffer.readString(), c.expected);
+        EXPECT_EQ(buffer.pos(), c.consumed);
+    }
+}
+
+TEST(MemoryBuffer, WrappedMemoryIsReadableButNeverWrittenOrFreed) {
+    AssertRecorder recorder;
+    uint8_t bytes[4] = {0x78, 0x56, 0x34, 0x12};
+    MemoryBuffer wrapped(bytes, sizeof(bytes));
+    EXPECT_EQ(wrapped.read32(), 0x12345678u);
+    wrapped.seek(0);
+    EXPECT_FALSE(wrapped.write32(1));
     EXPECT_FALSE(wrapped.writeString("abc"));
-    EXPECT_EQ(bytes[0], 0);
+    EXPECT_TRUE(wrapped.writeFloat3(glm::vec3(1.0f))); // component writes report true regardless
+    EXPECT_TRUE(wrapped.writeMatrix(glm::mat4(1.0f)));
+    EXPECT_EQ(wrapped.size(), 4u);
+    EXPECT_EQ(bytes[0], 0x78);
+    EXPECT_TRUE(recorder.empty());
+
+    wrapped.reserve(16);
+    wrapped.resize(2);
+    wrapped.copy(MemoryBuffer());
+    EXPECT_EQ(wrapped.grow(4), nullptr);
+    EXPECT_EQ(recorder.texts(), std::vector<std::string>(4, "allocator"));
+    EXPECT_EQ(wrapped.data(), bytes);
+    EXPECT_EQ(wrapped.size(), 4u);
+}
+
+TEST(MemoryBuffer, RefusedStorageFailsTheWriteInsteadOfOverrunning) {
+    CountingAllocator allocator;
+    MemoryBuffer buffer(&allocator);
+    buffer.write32(1);
+    allocator.setRefuseAllocations(true);
+    const Bytes big = sequence(2000);
+    EXPECT_FALSE(buffer.write(big.data(), big.size()));
+    EXPECT_EQ(buffer.grow(4000), nullptr);
+    buffer.resize(5000);
+    EXPECT_EQ(buffer.size(), 4u);
+    EXPECT_EQ(buffer.getCapacity(), 1024u);
 }
