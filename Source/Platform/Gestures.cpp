@@ -1,12 +1,14 @@
 #include <Tarn/Platform/Gestures.h>
 
+#include <Tarn/Logging/Log.h>
+#include <Tarn/Platform/Timer.h>
+
 #include <glm/geometric.hpp>
 #include <glm/vec2.hpp>
 
-#include <chrono>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
+#include <cstdlib>
+#include <limits>
 
 namespace Tarn {
 
@@ -15,20 +17,14 @@ namespace {
 // A pointer counts as lost when it has been silent this long without moving.
 constexpr double StalePointerTime = 10000.0;
 
-void logWarning(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    std::vfprintf(stderr, format, args);
-    std::fputc('\n', stderr);
-    va_end(args);
-}
+const Logging::Log logger("Gestures");
 
 // Float to pixel coordinate, truncating toward zero like a plain conversion but without its
 // undefined behaviour for values beyond the int range.
 int32_t truncateToInt(float value) {
     constexpr float Max = 2147483520.0f; // the largest float below 2^31
     if (!(value > -2147483648.0f)) {
-        return value < 0.0f ? INT32_MIN : 0;
+        return value < 0.0f ? std::numeric_limits<int32_t>::min() : 0;
     }
     return value < Max ? static_cast<int32_t>(value) : static_cast<int32_t>(Max);
 }
@@ -241,7 +237,7 @@ void Gestures::twoPointerMove(const Pointer& moved) {
 void Gestures::pointerUp(PointerType, uint64_t id, MouseButton button, glm::ivec2 position, double time) {
     Pointer* pointer = findPointer(id);
     if (!pointer) {
-        logWarning("Discarding pointer release event from unknown pointer.");
+        logger.log(Logging::Category::Warning, "Discarding pointer release event from unknown pointer.");
         return;
     }
     pointer->currentPosition = position;
@@ -314,9 +310,8 @@ void Gestures::mouseWheelMove(int delta) {
 }
 
 void Gestures::update() {
-    const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(
-        std::chrono::system_clock::now().time_since_epoch());
-    update(static_cast<double>(micros.count() / 1000));
+    // The same clock and truncation the window stamps pointer events with.
+    update(static_cast<double>(Timer::currentTimeMicroseconds() / 1000));
 }
 
 void Gestures::update(double now) {
@@ -326,7 +321,8 @@ void Gestures::update(double now) {
         const bool still =
             pointer.state == PointerState::Pressed || pointer.currentPosition == pointer.previousPosition;
         if (silent && still) {
-            logWarning("Discarding out-dated pointer id=%llu", static_cast<unsigned long long>(pointer.id));
+            logger.log(Logging::Category::Warning, "Discarding out-dated pointer id=%llu",
+                       static_cast<unsigned long long>(pointer.id));
             // Removes the pointer at i, so the next one moves into its place.
             pointerUp(pointer.type, pointer.id, pointer.button, pointer.currentPosition, now);
             continue;

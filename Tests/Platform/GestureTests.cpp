@@ -1,4 +1,7 @@
 #include <Tarn/Platform/Gestures.h>
+#include <Tarn/Platform/Timer.h>
+
+#include "LogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -299,21 +302,40 @@ TEST(Gestures, ResetDropsPendingOutputOnly) {
         << "the pointer and its press survive a reset";
 }
 
-TEST(Gestures, StalePointersAreReleasedByUpdate) {
+TEST(Gestures, UnknownReleasesAndStalePointersAreLogged) {
+    Testing::LogCapture capture;
     Timeline t;
     t.down(1000, FingerA, {10, 10}).down(1000, FingerB, {50, 50}).move(5000, FingerB, {60, 60}).frame(1000);
-    EXPECT_EQ(t.frame(11000), Lines{}) << "exactly 10 s is not stale";
+    EXPECT_EQ(t.up(1010, FingerC, {0, 0}).frame(), Lines{});
+    EXPECT_EQ(capture.lines(),
+              Lines{"[Warning][Gestures] Discarding pointer release event from unknown pointer."});
     EXPECT_EQ(t.gestures.getPointerCount(), 2u);
+    capture.clear();
+
+    EXPECT_EQ(t.frame(11000), Lines{}) << "exactly 10 s is not stale";
     // A lost release of one of two fingers ends what they were doing together.
     EXPECT_EQ(t.frame(11001), (Lines{"Pinch#4 End (35,35) x1.2500"}));
+    EXPECT_EQ(capture.lines(), Lines{"[Warning][Gestures] Discarding out-dated pointer id=4097"});
     EXPECT_EQ(t.gestures.getPointerCount(), 1u) << "only the finger that never moved";
     EXPECT_EQ(t.frame(16000), Lines{}) << "its last move changed its position";
     t.move(16000, FingerB, {60, 60});
     EXPECT_EQ(t.frame(26000), Lines{});
     EXPECT_EQ(t.frame(26001), Lines{});
     EXPECT_EQ(t.gestures.getPointerCount(), 0u) << "reported again at the same place, then silent";
+    EXPECT_EQ(capture.count(), 2u);
 
     Timeline held;
     held.down(1000, MouseId, {7, 7}).frame(1000);
     EXPECT_EQ(held.frame(11001.5), (Lines{"Press#0 End b0 (7,7)"})) << "released at the present time";
+}
+
+TEST(Gestures, UpdateReadsTheWallClockInMilliseconds) {
+    Testing::LogCapture capture;
+    Gestures gestures;
+    const auto now = static_cast<double>(Timer::currentTimeMilliseconds());
+    gestures.pointerDown(PointerType::Touch, FingerA, MouseButton::Left, {0, 0}, now - 60000);
+    gestures.pointerDown(PointerType::Touch, FingerB, MouseButton::Left, {0, 0}, now);
+    gestures.update();
+    EXPECT_EQ(gestures.getPointerCount(), 1u);
+    EXPECT_EQ(capture.lines(), Lines{"[Warning][Gestures] Discarding out-dated pointer id=4097"});
 }
