@@ -35,16 +35,21 @@ uint64_t messageKey(StringView name, StringView message, const char* file, int l
 }
 
 // "HH:MM:SS:mmm" of a wall-clock time in milliseconds, in local time.
-std::string timeStamp(int64_t milliseconds) {
+struct TimeStamp {
+    char text[80] = {};
+};
+
+TimeStamp timeStamp(int64_t milliseconds) {
     const int64_t seconds = milliseconds / 1000;
-    char text[64] = {};
+    char clock[64] = {};
     std::tm local{};
     if (Detail::localTime(static_cast<std::time_t>(seconds), local)) {
-        std::strftime(text, sizeof(text), "%H:%M:%S", &local);
+        std::strftime(clock, sizeof(clock), "%H:%M:%S", &local);
     }
-    char millis[16];
-    std::snprintf(millis, sizeof(millis), ":%03d", static_cast<int>(milliseconds - seconds * 1000));
-    return std::string(text) + millis;
+    TimeStamp stamp;
+    std::snprintf(stamp.text, sizeof(stamp.text), "%s:%03d", clock,
+                  static_cast<int>(milliseconds - seconds * 1000));
+    return stamp;
 }
 
 } // namespace
@@ -77,8 +82,9 @@ void ThrottledConsumer::consumeMessage(StringView name, Category category, Strin
 
 void ThrottledConsumer::flush(bool force) {
     const int64_t now = Timer::currentTimeMicroseconds() / 1000;
-    const std::string stamp = timeStamp(now);
+    const TimeStamp stamp = timeStamp(now);
     std::string prefix;
+    char text[128];
     std::lock_guard lock(throttleMutex);
     for (auto it = entries.begin(); it != entries.end();) {
         Message& entry = it->second;
@@ -90,11 +96,12 @@ void ThrottledConsumer::flush(bool force) {
             it = entries.erase(it); // quiet for a whole hold-back
             continue;
         }
-        prefix.assign("[").append(stamp);
         if (entry.count > 1) {
-            prefix.append(" *").append(std::to_string(entry.count));
+            std::snprintf(text, sizeof(text), "[%s *%u]", stamp.text, static_cast<unsigned>(entry.count));
+        } else {
+            std::snprintf(text, sizeof(text), "[%s]", stamp.text);
         }
-        prefix.append("]");
+        prefix.assign(text);
         outputMessage(prefix, entry);
         entry.nextTime = force ? 0 : now + static_cast<int64_t>(entry.count) * 100;
         entry.count = 0;
