@@ -1,3 +1,5 @@
+// This unit defines the out-of-line Log functions that other compilers and address-taking use.
+#define TARN_LOG_OUT_OF_LINE 1
 #include <Tarn/Logging/Consumer.h>
 #include <Tarn/Logging/Log.h>
 #include <Tarn/Logging/LogManager.h>
@@ -11,7 +13,12 @@
 
 namespace Tarn::Logging {
 
+// Constant-initialised, so the early test is valid at any time, before and after the manager.
+std::atomic<Category> Detail::effectiveMinimum{Category::Trace};
+
 namespace {
+
+using Detail::effectiveMinimum;
 
 constexpr std::size_t formatBufferSize = 16000;
 
@@ -19,8 +26,6 @@ constexpr std::size_t formatBufferSize = 16000;
 // the early test instead of reaching a destroyed mutex.
 constexpr Category closedCategory = static_cast<Category>(static_cast<int32_t>(Category::Fatal) + 1);
 
-// Constant-initialised, so the early test is valid at any time, before and after the manager.
-std::atomic<Category> effectiveMinimum{Category::Trace};
 std::atomic<bool> managerClosed{false};
 
 struct Manager {
@@ -119,6 +124,14 @@ void log(StringView message, StringView name, Category category) {
     }
     const std::string text(message.data() != nullptr ? message.data() : "", message.size());
     dispatchText(name, category, text.c_str());
+}
+
+void Detail::dispatchPassed(const char* file, int line, StringView name, Category category,
+                            const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    dispatch(file, line, name, category, format, args);
+    va_end(args);
 }
 
 void Log::log(Category category, const char* format, ...) const {

@@ -196,3 +196,20 @@ TEST(LogManager, DirectRegistrationDoesNotRecompute) {
     EXPECT_EQ(calls.size(), 1u);
     registerConsumer(&extra); // the destructor unregisters it again
 }
+
+TEST(LogManager, OutOfLineEntryPointsFilterAndDeliverLikeTheInlineOnes) {
+    // Taking the address reaches the exported functions that non-GCC clients call.
+    void (Log::*logMember)(Category, const char*, ...) const = &Log::log;
+    void (Log::*fileLineMember)(const char*, int, Category, const char*, ...) const = &Log::logFileLine;
+    LogCapture capture(Category::Warning);
+    (testLog.*logMember)(Category::Info, "filtered %d", 1);
+    (testLog.*logMember)(Category::Warning, "kept %d", 2);
+    (testLog.*fileLineMember)(nullptr, 3, Category::Error, "kept %s", "too");
+    (testLog.*fileLineMember)("F.cpp", 4, Category::Debug, "filtered");
+    const auto entries = capture.entries();
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(entries[0].message, "kept 2");
+    EXPECT_EQ(entries[1].message, "kept too");
+    EXPECT_EQ(entries[1].file, "");
+    EXPECT_EQ(entries[1].line, 3);
+}
