@@ -100,8 +100,12 @@ void Gestures::endUpdatingGesture(std::optional<Gesture>& slot, Gesture::State s
 
 void Gestures::pointerDown(PointerType type, uint64_t id, MouseButton button, glm::ivec2 position,
                            double time) {
-    const Pointer record{id,   type, button, PointerState::Pressed, position, position, position,
-                         time, time, time};
+    Pointer record;
+    record.id = id;
+    record.type = type;
+    record.button = button;
+    record.pressPosition = record.previousPosition = record.currentPosition = position;
+    record.pressTime = record.previousTime = record.currentTime = time;
     if (Pointer* existing = findPointer(id)) {
         *existing = record;
     } else {
