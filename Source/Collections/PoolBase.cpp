@@ -60,10 +60,11 @@ void PoolBase::resize(uint64_t desiredCapacity) {
         // Pages past the limit would get handles of other pages.
         numPages = MaxElementOffset;
     }
+    // The free list is walked once per call, not once per page: growing by many pages stays
+    // linear while the slots are still handed out in the same order.
+    PoolHeader* tail = findFreeTail();
     while (pages.size() < numPages) {
-        const std::size_t before = pages.size();
-        addPage(pageSize);
-        if (pages.size() == before) {
+        if (!appendPage(pageSize, tail)) {
             break; // the allocator refused the page
         }
     }
@@ -75,12 +76,27 @@ void PoolBase::addPageForAllocate() {
 }
 
 void PoolBase::addPage(uint64_t count) {
+    PoolHeader* tail = findFreeTail();
+    appendPage(count, tail);
+}
+
+PoolHeader* PoolBase::findFreeTail() const noexcept {
+    PoolHeader* tail = freeList;
+    if (tail != nullptr) {
+        while (tail->next != nullptr) {
+            tail = tail->next;
+        }
+    }
+    return tail;
+}
+
+bool PoolBase::appendPage(uint64_t count, PoolHeader*& tail) {
     if (count == 0) {
-        return;
+        return false;
     }
     Memory::MemoryBuffer page(count * elementSize, allocator, memType);
     if (page.data() == nullptr) {
-        return;
+        return false;
     }
     // Chain the slots in address order; the last one ends the chain.
     uint8_t* const start = page.data();
@@ -89,20 +105,19 @@ void PoolBase::addPage(uint64_t count) {
             reinterpret_cast<PoolHeader*>(start + (i + 1) * elementSize);
     }
     auto* const first = reinterpret_cast<PoolHeader*>(start);
-    reinterpret_cast<PoolHeader*>(start + (count - 1) * elementSize)->next = nullptr;
+    auto* const last = reinterpret_cast<PoolHeader*>(start + (count - 1) * elementSize);
+    last->next = nullptr;
     pages.push_back(std::move(page));
 
     // Slots already free go first, so the order in which slots are handed out does not depend on
     // when pages were added.
-    if (freeList == nullptr) {
+    if (tail == nullptr) {
         freeList = first;
     } else {
-        PoolHeader* tail = freeList;
-        while (tail->next != nullptr) {
-            tail = tail->next;
-        }
         tail->next = first;
     }
+    tail = last;
+    return true;
 }
 
 uint32_t PoolBase::getHandle(const void* element) const {

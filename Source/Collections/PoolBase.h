@@ -117,6 +117,11 @@ protected:
 
 private:
     void addPageForAllocate();
+    /// The last free slot, or null when none is free.
+    PoolHeader* findFreeTail() const noexcept;
+    /// Appends a page of `count` slots behind `tail` (the free list's last node, or null when the
+    /// list is empty) and moves `tail` to the new last node. False when no page could be had.
+    bool appendPage(uint64_t count, PoolHeader*& tail);
 
     std::vector<Memory::MemoryBuffer> pages;
     PoolHeader* freeList;
