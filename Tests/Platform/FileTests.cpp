@@ -1,0 +1,508 @@
+#include <Tarn/Platform/Files.h>
+#include <Tarn/Platform/Paths.h>
+
+#include "AssertRecorder.h"
+#include "LogCapture.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
+using namespace Tarn;
+using Tarn::Testing::AssertRecorder;
+using Tarn::Testing::LogCapture;
+using Tarn::Testing::TempDir;
+using OpenMode = FileHandle::OpenMode;
+using AccessMode = FileHandle::AccessMode;
+
+namespace {
+
+std::string bytesOf(const FileContents& contents) {
+    return std::string(reinterpret_cast<const char*>(contents.data), contents.size);
+}
+
+std::string bytesOf(const Memory::MemoryBuffer& buffer) {
+    return std::string(reinterpret_cast<const char*>(buffer.data()), buffer.size());
+}
+
+/// True when exactly one line was logged and it starts with `prefix` followed by some system text.
+::testing::AssertionResult loggedOnce(const LogCapture& capture, const std::string& prefix) {
+    const std::vector<std::string> lines = capture.lines();
+    if (lines.size() != 1) {
+        return ::testing::AssertionFailure() << lines.size() << " lines logged";
+    }
+    if (lines[0].rfind(prefix, 0) != 0 || lines[0].size() == prefix.size()) {
+        return ::testing::AssertionFailure() << "logged: " << lines[0];
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Both read functions share their range rules; only the name in front of the message differs.
+struct Reader {
+    const char* name;
+    std::unique_ptr<FileContents> (*read)(const std::string&, uint64_t, uint64_t);
+};
+
+std::unique_ptr<FileContents> readAsync(const std::string& path, uint64_t offset, uint64_t size) {
+    std::unique_ptr<FileContents> result;
+    int calls = 0;
+    IO::readFileAsync(
+        path,
+        [&](std::unique_ptr<FileContents>&& contents) {
+            ++calls;
+            result = std::move(contents);
+        },
+        offset, size);
+    EXPECT_EQ(calls, 1);
+    return result;
+}
+
+const Reader Readers[] = {{"readFileSync", &IO::readFileSync}, {"readFileAsync", &readAsync}};
+
+TEST(ReadFile, RangeRulesAndTheirMessages) {
+    TempDir temp;
+    temp.write("ten.bin", "0123456789");
+    temp.write("empty.bin", "");
+    const std::string ten = temp.file("ten.bin");
+    for (const Reader& reader : Readers) {
+        SCOPED_TRACE(reader.name);
+        const std::string prefix = std::string("[Error][PlatformIO] Tarn::IO::") + reader.name + ": ";
+        LogCapture capture;
+
+        auto tail = reader.read(ten, 4, 6);
+        ASSERT_TRUE(tail);
+        EXPECT_EQ(bytesOf(*tail), "456789");
+        EXPECT_EQ(tail->origin().to_string(), ten);
+        auto whole = reader.read(ten, 0, 0);
+        ASSERT_TRUE(whole);
+        EXPECT_EQ(bytesOf(*whole), "0123456789");
+        auto last = reader.read(ten, 9, 1);
+        ASSERT_TRUE(last);
+        EXPECT_EQ(bytesOf(*last), "9");
+        auto empty = reader.read(temp.file("empty.bin"), 0, 0);
+        ASSERT_TRUE(empty);
+        EXPECT_EQ(empty->size, 0u);
+        EXPECT_EQ(empty->origin().to_string(), temp.file("empty.bin"));
+        EXPECT_EQ(capture.count(), 0u);
+
+        EXPECT_FALSE(reader.read(ten, 4, 7));
+        EXPECT_FALSE(reader.read(ten, 10, 1));
+        EXPECT_FALSE(reader.read(ten, 11, 1));
+        EXPECT_FALSE(reader.read(ten, 3, 0));
+        EXPECT_FALSE(reader.read(ten, UINT64_MAX, 2)); // offset + size would wrap around
+        EXPECT_FALSE(reader.read(temp.file("missing.bin"), 0, 0));
+        EXPECT_FALSE(reader.read(temp.path(), 0, 0)); // a directory is not a file
+        const std::vector<std::string> expected = {
+            prefix + "offset (4) + size(7) is greater than filesize (10)",
+            prefix + "offset (10) + size(1) is greater than filesize (10)",
+            prefix + "offset (11) is greater than filesize (10)",
+            prefix + "Illegal range, trying to read zero bytes from offset (3)",
+            prefix + "offset (18446744073709551615) is greater than filesize (10)",
+            prefix + "Failed to open file " + temp.file("missing.bin"),
+            prefix + "Failed to open file " + temp.path(),
+        };
+        EXPECT_EQ(capture.lines(), expected);
+    }
+}
+
+TEST(ReadFile, AsyncCallsBackOnceBeforeReturningAndMayKeepTheContents) {
+    TempDir temp;
+    temp.write("f.bin", "abc");
+    std::vector<bool> received;
+    IO::readFileAsync(temp.file("missing"),
+                      [&](std::unique_ptr<FileContents>&& c) { received.push_back(!!c); });
+    EXPECT_EQ(received, std::vector<bool>{false});
+
+    std::unique_ptr<FileContents> kept;
+    IO::readFileAsync(temp.file("f.bin"), [&](std::unique_ptr<FileContents>&& c) { kept = std::move(c); });
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(bytesOf(*kept), "abc");
+
+    EXPECT_THROW(IO::readFileAsync(temp.file("f.bin"), IO::ReadCallback()), std::bad_function_call);
+}
+
+TEST(FileContents, TakeMovesTheBufferOutOnceAndTakeCopyCopies) {
+    TempDir temp;
+    temp.write("f.bin", "payload");
+    auto contents = IO::readFileSync(temp.file("f.bin"));
+    ASSERT_TRUE(contents);
+
+    Memory::MemoryBuffer copy = contents->takeCopy();
+    EXPECT_EQ(bytesOf(copy), "payload");
+    EXPECT_NE(copy.data(), contents->data);
+
+    const uint8_t* storage = contents->data;
+    Memory::MemoryBuffer taken = contents->take();
+    EXPECT_EQ(taken.data(), storage);
+    EXPECT_EQ(bytesOf(taken), "payload");
+    EXPECT_EQ(contents->size, 0u);
+    Memory::MemoryBuffer second = contents->take();
+    EXPECT_TRUE(second.empty());
+    EXPECT_EQ(bytesOf(taken), "payload");
+
+    // Contents that wrap foreign memory hand out a buffer over that same memory.
+    const uint8_t raw[3] = {1, 2, 3};
+    MemoryBufferBackedFileContents wrapped(raw, sizeof raw);
+    EXPECT_TRUE(wrapped.origin().empty());
+    Memory::MemoryBuffer wrappedBuffer = wrapped.take();
+    EXPECT_EQ(wrappedBuffer.data(), raw);
+    EXPECT_EQ(wrappedBuffer.size(), 3u);
+}
+
+TEST(WriteFile, CreatesDirectoriesTruncatesAndRoundTripsOddPaths) {
+    TempDir temp;
+    LogCapture capture;
+    const std::string nested = temp.file("new\\deeper/file.bin");
+    ASSERT_TRUE(IO::writeBinaryFile(nested, "abcdef", 6));
+    EXPECT_EQ(temp.read("new/deeper/file.bin"), "abcdef");
+    ASSERT_TRUE(IO::writeBinaryFile(nested, "xy", 2));
+    EXPECT_EQ(temp.read("new/deeper/file.bin"), "xy");
+    ASSERT_TRUE(IO::writeBinaryFile(nested, nullptr, 0));
+    EXPECT_TRUE(temp.exists("new/deeper/file.bin"));
+    EXPECT_EQ(temp.read("new/deeper/file.bin"), "");
+
+    // Invalid UTF-8 and paths beyond 260 characters still round-trip (or fail cleanly).
+    const std::string odd = temp.file("bad\xff\xfe.bin");
+    if (IO::writeBinaryFile(odd, "1", 1)) {
+        auto back = IO::readFileSync(odd);
+        ASSERT_TRUE(back);
+        EXPECT_EQ(bytesOf(*back), "1");
+    }
+    std::string longPath = temp.path();
+    while (longPath.size() < 300) {
+        longPath += "/directory_with_a_long_name";
+    }
+    longPath += "/file.bin";
+    ASSERT_TRUE(IO::writeBinaryFile(longPath, "long", 4));
+    EXPECT_EQ(IO::getFileSize(longPath), 4u);
+    auto back = IO::readFileSync(longPath);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(bytesOf(*back), "long");
+    EXPECT_EQ(capture.count(), 0u);
+
+    // A file where a directory is needed.
+    temp.write("plain", "x");
+    EXPECT_FALSE(IO::writeBinaryFile(temp.file("plain/inner.bin"), "x", 1));
+    EXPECT_EQ(capture.lines(), std::vector<std::string>{"[Error][PlatformIO] Tarn::IO::createDirectories(" +
+                                                        temp.file("plain") + ") failed."});
+    capture.clear();
+    EXPECT_FALSE(IO::writeBinaryFile(temp.path(), "x", 1)); // a directory where a file is needed
+    EXPECT_TRUE(loggedOnce(capture, "[Error][PlatformIO] Tarn::IO::writeBinaryFile(" + temp.path() + "): "));
+}
+
+TEST(FileServices, TextCopyDirectoriesSizesTimesAndRemoval) {
+    TempDir temp;
+    LogCapture capture;
+    temp.write("text.txt", "one\r\ntwo\rthree\n");
+    std::string text = "old";
+    ASSERT_TRUE(IO::readTextFile(text, temp.file("text.txt")));
+    EXPECT_EQ(text, "one\ntwo\rthree\n");
+    EXPECT_FALSE(IO::readTextFile(text, temp.file("none.txt")));
+    EXPECT_EQ(text, "one\ntwo\rthree\n");
+    EXPECT_EQ(capture.lines(), std::vector<std::string>{"[Error][PlatformIO] Tarn::IO::readTextFile(" +
+                                                        temp.file("none.txt") + "): Failed to open file."});
+    capture.clear();
+
+    temp.write("to.txt", "something longer");
+    EXPECT_TRUE(IO::copyFile(temp.file("text.txt"), temp.file("to.txt")));
+    EXPECT_EQ(temp.read("to.txt"), "one\r\ntwo\rthree\n");
+    EXPECT_FALSE(IO::copyFile(temp.file("none.txt"), temp.file("to.txt")));
+    EXPECT_TRUE(loggedOnce(capture, "[Error][PlatformIO] Tarn::IO::copyFile(" + temp.file("none.txt") + ", " +
+                                        temp.file("to.txt") + "): "));
+    capture.clear();
+
+    EXPECT_TRUE(IO::createDirectories(temp.file("d1\\d2/d3")));
+    EXPECT_TRUE(IO::createDirectories(temp.file("d1\\d2/d3"))); // nothing left to create
+    EXPECT_TRUE(IO::isDirectory(temp.file("d1/d2/d3")));
+    EXPECT_EQ(IO::getFileSize(temp.file("to.txt")), 15u);
+    EXPECT_EQ(IO::getFileSize(temp.file("d1")), 0u);
+    EXPECT_EQ(capture.count(), 0u);
+    EXPECT_EQ(IO::getFileSize(temp.file("none.txt")), 0u);
+    EXPECT_TRUE(
+        loggedOnce(capture, "[Error][PlatformIO] Tarn::IO::getFileSize(" + temp.file("none.txt") + "): "));
+    capture.clear();
+
+    // 100-ns ticks since 1601 are the Unix time shifted by 11644473600 seconds.
+    const int64_t now =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
+            .count();
+    const IO::FileTime written = IO::getFileTime(temp.file("to.txt"));
+    EXPECT_NEAR(static_cast<double>(written / 10000000 - 11644473600), static_cast<double>(now), 3600.0);
+    EXPECT_EQ(IO::getFileTime(temp.file("none.txt")), INT64_MIN);
+    EXPECT_EQ(capture.count(), 0u);
+
+    std::set<std::string> names;
+    for (const auto& entry : IO::directoryIterator(temp.file("d1"))) {
+        names.insert(IO::fileName(IO::getPath(entry)));
+    }
+    EXPECT_EQ(names, (std::set<std::string>{"d2", "d3"}));
+    EXPECT_TRUE(IO::directoryIterator(temp.file("none")) == std::filesystem::recursive_directory_iterator());
+
+    EXPECT_TRUE(IO::exists(temp.file("to.txt")));
+    EXPECT_TRUE(IO::remove(temp.file("to.txt")));
+    EXPECT_FALSE(IO::exists(temp.file("to.txt")));
+    EXPECT_FALSE(IO::remove(temp.file("to.txt")));
+    EXPECT_THROW(IO::remove(temp.file("d1")), std::filesystem::filesystem_error); // not empty
+}
+
+TEST(Backup, RotationKeepsTheChainInOrder) {
+    TempDir temp;
+    const std::string f = temp.file("f");
+    temp.write("f", "new");
+    temp.write("f.backup1", "b1");
+    temp.write("f.backup2", "b2");
+    IO::backupFile(f, 3);
+    EXPECT_FALSE(temp.exists("f"));
+    EXPECT_EQ(temp.read("f.backup1"), "new");
+    EXPECT_EQ(temp.read("f.backup2"), "b1");
+    EXPECT_EQ(temp.read("f.backup3"), "b2");
+
+    // A full chain moves up past its limit once more, as its numbering rule says.
+    temp.write("f", "newer");
+    IO::backupFile(f, 3);
+    EXPECT_EQ(temp.read("f.backup1"), "newer");
+    EXPECT_EQ(temp.read("f.backup4"), "b2");
+
+    IO::backupFile(temp.file("missing"), 3); // nothing to do
+    EXPECT_FALSE(temp.exists("missing.backup1"));
+
+    for (uint32_t limit : {0u, 1u}) {
+        SCOPED_TRACE(limit);
+        TempDir small;
+        small.write("g", "g0");
+        small.write("g.backup1", "g1");
+        small.write("g.backup2", "g2");
+        IO::backupFile(small.file("g"), limit);
+        EXPECT_FALSE(small.exists("g"));
+        EXPECT_EQ(small.read("g.backup1"), "g0");
+        EXPECT_EQ(small.read("g.backup2"), "g1"); // the old second backup is overwritten
+        EXPECT_FALSE(small.exists("g.backup3"));
+    }
+
+    // A backup name taken by a directory makes the rename fail, and that is thrown.
+    TempDir blocked;
+    blocked.write("h", "h");
+    blocked.write("h.backup1", "h1");
+    blocked.write("h.backup2/inner", "x");
+    EXPECT_THROW(IO::backupFile(blocked.file("h"), 0), std::filesystem::filesystem_error);
+    EXPECT_EQ(blocked.read("h"), "h");
+}
+
+TEST(FileHandle, OpenModesReadWriteAndSharing) {
+    TempDir temp;
+    LogCapture capture;
+    const std::string path = temp.file("h.bin");
+    EXPECT_FALSE(FileHandle::open(path, OpenMode::OpenExisting, AccessMode::Read));
+    EXPECT_FALSE(FileHandle::open(path, OpenMode::TruncateExisting, AccessMode::Write));
+    const std::string prefix =
+        "[Error][FileHandle] Tarn::FileHandle::open(): Failed to open " + path + ". Error: ";
+    ASSERT_EQ(capture.count(), 2u);
+    for (const std::string& line : capture.lines()) {
+        EXPECT_EQ(line.rfind(prefix, 0), 0u) << line;
+        EXPECT_GT(line.size(), prefix.size() + 1) << line;
+        EXPECT_EQ(line.back(), '.');
+    }
+    capture.clear();
+
+    {
+        auto writer = FileHandle::open(path, OpenMode::CreateNew, AccessMode::Write);
+        ASSERT_TRUE(writer);
+        uint64_t written = 0;
+        ASSERT_TRUE(writer->write("0123456789", 10, written));
+        EXPECT_EQ(written, 10u);
+        EXPECT_EQ(writer->getSize(), 10u);
+        // Write access shares nothing.
+        EXPECT_FALSE(FileHandle::open(path, OpenMode::OpenExisting, AccessMode::Read));
+        EXPECT_FALSE(IO::readFileSync(path));
+        EXPECT_EQ(capture.count(), 2u);
+        capture.clear();
+    }
+    EXPECT_FALSE(FileHandle::open(path, OpenMode::CreateNew, AccessMode::Write));
+    capture.clear();
+    {
+        auto first = IO::openFile(path, OpenMode::OpenExisting, AccessMode::Read);
+        auto second = IO::openFile(path, OpenMode::OpenAlways, AccessMode::Read);
+        ASSERT_TRUE(first && second);
+        EXPECT_FALSE(
+            IO::openFile(path, OpenMode::OpenExisting, AccessMode::Write)); // readers share only reading
+        EXPECT_EQ(capture.count(), 1u);
+        capture.clear();
+        char buffer[16] = {};
+        uint64_t read = 0;
+        ASSERT_TRUE(first->read(buffer, 4, read));
+        EXPECT_EQ(std::string(buffer, read), "0123");
+        ASSERT_TRUE(first->read(buffer, sizeof buffer, read)); // the end is not a failure
+        EXPECT_EQ(std::string(buffer, read), "456789");
+        ASSERT_TRUE(second->read(buffer, sizeof buffer, read));
+        EXPECT_EQ(read, 10u);
+        EXPECT_TRUE(IO::readFileSync(path)); // readers do not keep other readers out
+
+        IO::closeFile(first);
+        EXPECT_FALSE(first->isOpen());
+        EXPECT_EQ(IO::fileSize(first), 0u);
+        EXPECT_EQ(IO::fileSize(second), 10u);
+        EXPECT_EQ(IO::fileSize(nullptr), 0u);
+        IO::closeFile(nullptr);
+    }
+    {
+        auto truncated = FileHandle::open(path, OpenMode::TruncateExisting, AccessMode::Write);
+        ASSERT_TRUE(truncated);
+        EXPECT_EQ(truncated->getSize(), 0u);
+    }
+    {
+        auto rewritten = FileHandle::open(path, OpenMode::CreateAlways, AccessMode::Write);
+        ASSERT_TRUE(rewritten);
+        uint64_t written = 0;
+        EXPECT_TRUE(rewritten->write("ab", 2, written));
+    }
+    EXPECT_EQ(temp.read("h.bin"), "ab");
+    auto created = FileHandle::open(temp.file("other.bin"), OpenMode::OpenAlways, AccessMode::Write);
+    EXPECT_TRUE(created && created->isOpen());
+    EXPECT_EQ(capture.count(), 0u);
+}
+
+TEST(FileHandle, MappingRules) {
+    TempDir temp;
+    std::string bytes(131072, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<char>(i * 7 + i / 256);
+    }
+    temp.write("m.bin", bytes);
+    temp.write("empty.bin", "");
+    LogCapture capture;
+
+    auto handle = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    ASSERT_TRUE(handle);
+    const void* view = IO::mapFile(handle, FileHandle::ProtectionMode::ReadWrite, 0, 0);
+    ASSERT_TRUE(view);
+    EXPECT_TRUE(handle->isMapped());
+    EXPECT_EQ(handle->getMappedMemory(), view);
+    EXPECT_EQ(std::memcmp(view, bytes.data(), bytes.size()), 0);
+    EXPECT_EQ(handle->map(FileHandle::ProtectionMode::ReadOnly, 0, 16), nullptr);
+    IO::unmapFile(handle);
+    EXPECT_FALSE(handle->isMapped());
+    handle->unmap();
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{
+                                   "[Error][FileHandle] File handle cannot be mapped multiple times.",
+                                   "[Warning][FileHandle] Cannot unmap file without mapped memory address "
+                                   "(file mapping may have failed)."}));
+    capture.clear();
+
+    // A window at an offset that every platform's granularity divides.
+    const auto* window =
+        static_cast<const char*>(handle->map(FileHandle::ProtectionMode::ReadOnly, 65536, 100));
+    ASSERT_TRUE(window);
+    EXPECT_EQ(std::string(window, 100), bytes.substr(65536, 100));
+    handle->close();
+    EXPECT_FALSE(handle->isMapped());
+    EXPECT_EQ(handle->map(FileHandle::ProtectionMode::ReadOnly, 0, 0), nullptr);
+    EXPECT_EQ(IO::mapFile(nullptr, FileHandle::ProtectionMode::ReadOnly, 0, 0), nullptr);
+    IO::unmapFile(nullptr);
+    EXPECT_EQ(capture.lines(),
+              std::vector<std::string>{"[Error][FileHandle] Cannot map invalid file handle."});
+    capture.clear();
+
+    auto empty = FileHandle::open(temp.file("empty.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    ASSERT_TRUE(empty);
+    EXPECT_EQ(empty->map(FileHandle::ProtectionMode::ReadOnly, 0, 0), nullptr);
+    EXPECT_TRUE(loggedOnce(capture, "[Error][FileHandle] map(): CreateFileMapping failed. Last error: "));
+    capture.clear();
+
+    // Beyond the end of the file: no view, and the handle stays usable.
+    auto again = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->map(FileHandle::ProtectionMode::ReadOnly, 0, bytes.size() + 1), nullptr);
+    EXPECT_EQ(capture.count(), 1u);
+    EXPECT_FALSE(again->isMapped());
+}
+
+TEST(FileHandle, MovingAMappedHandleIsAsserted) {
+    TempDir temp;
+    temp.write("m.bin", std::string(4096, 'm'));
+    auto source = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    ASSERT_TRUE(source);
+    {
+        AssertRecorder recorder;
+        FileHandle moved(std::move(*source));
+        EXPECT_TRUE(recorder.empty());
+        EXPECT_TRUE(moved.isOpen());
+        EXPECT_FALSE(source->isOpen());
+
+        FileHandle target;
+        target = std::move(moved);
+        EXPECT_TRUE(recorder.empty());
+        EXPECT_TRUE(target.isOpen());
+        EXPECT_FALSE(moved.isOpen());
+
+        ASSERT_TRUE(target.map(FileHandle::ProtectionMode::ReadOnly, 0, 0));
+        FileHandle stolen(std::move(target));
+        EXPECT_TRUE(recorder.saw("move.mappedMemory == nullptr"));
+        recorder.clear();
+        target.unmap();
+        target.close();
+        stolen.close();
+    }
+    {
+        AssertRecorder recorder;
+        auto a = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
+        auto b = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
+        ASSERT_TRUE(a && b);
+        ASSERT_TRUE(a->map(FileHandle::ProtectionMode::ReadOnly, 0, 0));
+        ASSERT_TRUE(b->map(FileHandle::ProtectionMode::ReadOnly, 0, 0));
+        *a = std::move(*b);
+        EXPECT_EQ(recorder.texts(),
+                  (std::vector<std::string>{"mappedMemory == nullptr", "move.mappedMemory == nullptr"}));
+        b->unmap();
+    }
+}
+
+#if !defined(_WIN32)
+TEST(FileHandleDeathTest, WritingThroughAViewFaults) {
+    TempDir temp;
+    temp.write("ro.bin", std::string(4096, 'r'));
+    auto handle = FileHandle::open(temp.file("ro.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    ASSERT_TRUE(handle);
+    auto* view = static_cast<volatile char*>(
+        const_cast<void*>(handle->map(FileHandle::ProtectionMode::ReadWrite, 0, 0)));
+    ASSERT_TRUE(view);
+    EXPECT_DEATH(view[0] = 'w', "");
+    EXPECT_EQ(view[0], 'r');
+}
+
+TEST(FileHandle, AViewOutlivesTheRemovalOfItsFile) {
+    TempDir temp;
+    temp.write("gone.bin", "still here");
+    auto handle = FileHandle::open(temp.file("gone.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    ASSERT_TRUE(handle);
+    const auto* view = static_cast<const char*>(handle->map(FileHandle::ProtectionMode::ReadOnly, 0, 0));
+    ASSERT_TRUE(view);
+    EXPECT_TRUE(IO::remove(temp.file("gone.bin")));
+    EXPECT_EQ(std::string(view, 10), "still here");
+    handle->unmap();
+}
+
+TEST(ReadFile, PermissionDeniedIsAnOpenFailure) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "root reads every file";
+    }
+    TempDir temp;
+    temp.write("locked.bin", "x");
+    std::filesystem::permissions(temp.file("locked.bin"), std::filesystem::perms::none);
+    LogCapture capture;
+    EXPECT_FALSE(IO::readFileSync(temp.file("locked.bin")));
+    EXPECT_EQ(capture.lines(),
+              std::vector<std::string>{"[Error][PlatformIO] Tarn::IO::readFileSync: Failed to open file " +
+                                       temp.file("locked.bin")});
+}
+#endif
+
+} // namespace
