@@ -73,6 +73,9 @@ bool readFile(std::uintptr_t file, void* buffer, std::uint32_t size, std::uint32
 bool writeFile(std::uintptr_t file, const void* buffer, std::uint32_t size, std::uint32_t& done, int& error);
 bool fileSize(std::uintptr_t file, std::uint64_t& size, int& error);
 bool seekFile(std::uintptr_t file, std::uint64_t offset, int& error);
+/// Tells the system that `size` fresh bytes at `memory` are about to be filled front to back, so
+/// that it can back them with as few page faults as it can.
+void prepareForFill(void* memory, std::uint64_t size);
 
 /// Creates the read-only mapping object covering the file up to `maximumSize` bytes (0: all of it).
 bool createMapping(std::uintptr_t file, std::uint64_t maximumSize, std::uintptr_t& mapping, int& error);

@@ -291,6 +291,21 @@ bool seekFile(std::uintptr_t file, std::uint64_t offset, int& error) {
     return true;
 }
 
+// A large read into fresh heap memory costs one page fault per 4 KiB, which takes longer than the
+// copy itself; huge pages cut the faults by a factor of 512. Only whole 2 MiB blocks inside the
+// range are advised, and a system without transparent huge pages simply ignores the advice.
+void prepareForFill(void* memory, std::uint64_t size) {
+    constexpr std::uintptr_t HugePage = std::uintptr_t(2) << 20;
+    if (size < 2 * HugePage) {
+        return;
+    }
+    const std::uintptr_t begin = (reinterpret_cast<std::uintptr_t>(memory) + HugePage - 1) & ~(HugePage - 1);
+    const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(memory) + size) & ~(HugePage - 1);
+    if (end > begin) {
+        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+    }
+}
+
 // There is no mapping object on POSIX: `mapping` holds the length the mapping covers until a view
 // exists, then the view's length, which munmap needs.
 bool createMapping(std::uintptr_t file, std::uint64_t maximumSize, std::uintptr_t& mapping, int& error) {

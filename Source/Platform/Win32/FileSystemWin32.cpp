@@ -291,6 +291,8 @@ bool seekFile(std::uintptr_t file, std::uint64_t offset, int& error) {
     return true;
 }
 
+void prepareForFill(void*, std::uint64_t) {}
+
 bool createMapping(std::uintptr_t file, std::uint64_t maximumSize, std::uintptr_t& mapping, int& error) {
     const HANDLE handle =
         CreateFileMappingW(toHandle(file), nullptr, PAGE_READONLY, static_cast<DWORD>(maximumSize >> 32),
