@@ -1,6 +1,7 @@
 #include "Platform/Internal/FileSystem.h"
 
 #include <Tarn/Platform/Paths.h>
+#include <Tarn/Strings/TextConversion.h>
 
 #include <windows.h>
 
@@ -14,33 +15,8 @@
 namespace Tarn::IO::Detail {
 namespace {
 
-// Conversions of counted text (paths are never null-terminated views here); invalid UTF-8 turns
-// into replacement characters, as the system converter makes it.
 std::wstring wide(std::string_view utf8) {
-    if (utf8.empty()) {
-        return {};
-    }
-    const int length =
-        MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-    std::wstring result(static_cast<std::size_t>(length > 0 ? length : 0), L'\0');
-    if (length > 0) {
-        MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), result.data(), length);
-    }
-    return result;
-}
-
-std::string narrow(std::wstring_view utf16) {
-    if (utf16.empty()) {
-        return {};
-    }
-    const int length = WideCharToMultiByte(CP_UTF8, 0, utf16.data(), static_cast<int>(utf16.size()), nullptr,
-                                           0, nullptr, nullptr);
-    std::string result(static_cast<std::size_t>(length > 0 ? length : 0), '\0');
-    if (length > 0) {
-        WideCharToMultiByte(CP_UTF8, 0, utf16.data(), static_cast<int>(utf16.size()), result.data(), length,
-                            nullptr, nullptr);
-    }
-    return result;
+    return widen(std::string(utf8));
 }
 
 /// The form of `path` that the file calls accept at any length.
