@@ -28,7 +28,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
+#include <utility>
 
 namespace Tarn::Geometry {
 
@@ -97,10 +99,20 @@ std::size_t findExact(const VertexList& list, const glm::vec3& p) {
 }
 
 // Gives every theirs vertex that is near-equal to a mine vertex that vertex's exact position, so
-// that corners meant to coincide are recognised as shared.
+// that corners meant to coincide are recognised as shared. Mine vertices are taken in order, so
+// the last near-equal one wins. Candidates come from a window of theirs sorted by x; the window is
+// twice the tolerance wide because a vertex moved by an earlier snap keeps its old sort key.
 void snap(const VertexList& mine, VertexList& theirs) {
+    std::vector<std::pair<float, std::size_t>> byX(theirs.size());
+    for (std::size_t i = 0; i < theirs.size(); ++i) {
+        byX[i] = {theirs[i].position.x, i};
+    }
+    std::sort(byX.begin(), byX.end());
     for (const Vertex& m : mine) {
-        for (Vertex& t : theirs) {
+        auto it = std::lower_bound(byX.begin(), byX.end(),
+                                   std::make_pair(m.position.x - 2.0f * kNearTolerance, std::size_t{0}));
+        for (; it != byX.end() && it->first <= m.position.x + 2.0f * kNearTolerance; ++it) {
+            Vertex& t = theirs[it->second];
             if (nearEqual(m.position, t.position)) {
                 t = m;
             }
@@ -108,35 +120,132 @@ void snap(const VertexList& mine, VertexList& theirs) {
     }
 }
 
+// The edges of an outline bucketed by horizontal bands of y, so that an edge of the other outline
+// is only tested against the edges that can reach its height.
+class EdgeBands {
+public:
+    explicit EdgeBands(const VertexList& outline) {
+        const std::size_t n = outline.size();
+        float lo = std::numeric_limits<float>::infinity();
+        float hi = -lo;
+        for (const Vertex& v : outline) {
+            lo = std::min(lo, v.position.y);
+            hi = std::max(hi, v.position.y);
+        }
+        bandCount = std::clamp<std::size_t>(n / 2, 1, 64);
+        minY = lo;
+        scale = hi > lo ? static_cast<float>(bandCount) / (hi - lo) : 0.0f;
+        std::vector<std::size_t> counts(bandCount + 1, 0);
+        for (std::size_t e = 0; e < n; ++e) {
+            const auto [b0, b1] = range(outline[previous(e, n)].position.y, outline[e].position.y);
+            for (std::size_t b = b0; b <= b1; ++b) {
+                ++counts[b + 1];
+            }
+        }
+        for (std::size_t b = 0; b < bandCount; ++b) {
+            counts[b + 1] += counts[b];
+        }
+        start = counts;
+        edges.resize(counts[bandCount]);
+        for (std::size_t e = 0; e < n; ++e) {
+            const auto [b0, b1] = range(outline[previous(e, n)].position.y, outline[e].position.y);
+            for (std::size_t b = b0; b <= b1; ++b) {
+                edges[counts[b]++] = e;
+            }
+        }
+        seen.assign(n, 0);
+    }
+
+    // Calls fn(e) once for every edge (by its end index) sharing a band with the y range [y0, y1].
+    template <typename Fn>
+    void forEachNear(float y0, float y1, Fn fn) {
+        ++stamp;
+        const auto [b0, b1] = range(y0, y1);
+        for (std::size_t b = b0; b <= b1; ++b) {
+            for (std::size_t k = start[b]; k < start[b + 1]; ++k) {
+                const std::size_t e = edges[k];
+                if (seen[e] != stamp) {
+                    seen[e] = stamp;
+                    fn(e);
+                }
+            }
+        }
+    }
+
+private:
+    std::pair<std::size_t, std::size_t> range(float y0, float y1) const {
+        return {band(std::min(y0, y1)), band(std::max(y0, y1))};
+    }
+    std::size_t band(float y) const {
+        const float f = (y - minY) * scale;
+        if (!(f > 0.0f)) {
+            return 0;
+        }
+        return std::min(static_cast<std::size_t>(f), bandCount - 1);
+    }
+
+    std::size_t bandCount = 1;
+    float minY = 0.0f;
+    float scale = 0.0f;
+    std::vector<std::size_t> start;
+    std::vector<std::size_t> edges;
+    std::vector<uint32_t> seen;
+    uint32_t stamp = 0;
+};
+
 // Inserts every crossing of the two outlines into both lists, walking each edge of mine from its
-// start so that several crossings on one edge are found in order.
+// start so that several crossings on one edge are found in order. Crossings land in mine at once;
+// those for theirs are collected per edge of the original outline and put in place, ordered along
+// the edge, at the end, which keeps theirs' edges stable for the band index. An edge of theirs is
+// always tested whole, so a crossing near one found earlier on it is computed the same way.
 void insertCrossings(VertexList& mine, VertexList& theirs) {
+    const std::size_t m = theirs.size();
+    EdgeBands bands(theirs);
+    struct Pending {
+        double along;
+        glm::vec3 position;
+    };
+    std::vector<std::vector<Pending>> pending(m);
+    std::vector<glm::vec3> added; // every position inserted into theirs
+    auto inTheirs = [&](const glm::vec3& x) -> std::size_t {
+        const std::size_t i = findExact(theirs, x);
+        if (i != kNone) {
+            return i;
+        }
+        return std::find(added.begin(), added.end(), x) != added.end() ? m : kNone;
+    };
+    std::vector<std::size_t> candidates;
+
     for (std::size_t cur = 0; cur < mine.size(); ++cur) {
         glm::vec3 from = mine[previous(cur, mine.size())].position;
+        const glm::vec3 end = mine[cur].position;
+        candidates.clear();
+        bands.forEachNear(from.y, end.y, [&](std::size_t tc) {
+            if (Internal::boxesOverlap(from, end, theirs[previous(tc, m)].position, theirs[tc].position)) {
+                candidates.push_back(tc);
+            }
+        });
         // A transversal crossing is found once per edge of theirs; the margin covers crossings
         // found again at the same spot through rounding.
-        std::size_t budget = theirs.size() + 4;
-        while (budget-- > 0) {
-            const glm::vec3 to = mine[cur].position;
+        std::size_t budget = candidates.size() + 4;
+        while (!candidates.empty() && budget-- > 0) {
             glm::vec3 best{};
             std::size_t bestTheirEnd = kNone;
             float bestDistance = std::numeric_limits<float>::infinity();
-            const std::size_t m = theirs.size();
-            for (std::size_t tc = 0; tc < m; ++tc) {
+            for (std::size_t tc : candidates) {
                 const glm::vec3& t0 = theirs[previous(tc, m)].position;
                 const glm::vec3& t1 = theirs[tc].position;
                 double s = 0.0;
-                if (!Internal::boxesOverlap(from, to, t0, t1) ||
-                    !Internal::segmentsMeet(from, to, t0, t1, s)) {
+                if (!Internal::segmentsMeet(from, end, t0, t1, s)) {
                     continue;
                 }
-                const glm::vec3 x = Internal::interpolate(from, to, s);
+                const glm::vec3 x = Internal::interpolate(from, end, s);
                 const glm::vec3 d = x - from;
                 const float distance = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
                 if (distance >= bestDistance) {
                     continue;
                 }
-                if (findExact(theirs, x) != kNone && findExact(mine, x) != kNone) {
+                if (inTheirs(x) != kNone && findExact(mine, x) != kNone) {
                     continue;
                 }
                 best = x;
@@ -146,12 +255,22 @@ void insertCrossings(VertexList& mine, VertexList& theirs) {
             if (bestTheirEnd == kNone) {
                 break;
             }
-            const std::size_t inTheirs = findExact(theirs, best);
-            if (inTheirs != kNone) {
-                theirs[inTheirs].intersectionPoint = true;
-            } else {
-                theirs.insert(theirs.begin() + static_cast<std::ptrdiff_t>(bestTheirEnd), {best, true});
+            const std::size_t atTheirs = inTheirs(best);
+            if (atTheirs != kNone && atTheirs < m) {
+                theirs[atTheirs].intersectionPoint = true;
+            } else if (atTheirs == kNone) {
+                const glm::vec3& t0 = theirs[previous(bestTheirEnd, m)].position;
+                const glm::vec3& t1 = theirs[bestTheirEnd].position;
+                const double dx = static_cast<double>(t1.x) - t0.x;
+                const double dy = static_cast<double>(t1.y) - t0.y;
+                const double along =
+                    (static_cast<double>(best.x) - t0.x) * dx + (static_cast<double>(best.y) - t0.y) * dy;
+                pending[bestTheirEnd].push_back({along, best});
+                added.push_back(best);
             }
+            // Two segments meet once: this edge of theirs is done for the rest of the walk (tested
+            // again from the crossing it would only find the crossing again, off by rounding).
+            candidates.erase(std::find(candidates.begin(), candidates.end(), bestTheirEnd));
             const std::size_t inMine = findExact(mine, best);
             if (inMine != kNone) {
                 mine[inMine].intersectionPoint = true;
@@ -162,6 +281,22 @@ void insertCrossings(VertexList& mine, VertexList& theirs) {
             from = best;
         }
     }
+
+    if (added.empty()) {
+        return;
+    }
+    VertexList merged;
+    merged.reserve(m + added.size());
+    for (std::size_t tc = 0; tc < m; ++tc) {
+        std::vector<Pending>& onEdge = pending[tc];
+        std::stable_sort(onEdge.begin(), onEdge.end(),
+                         [](const Pending& a, const Pending& b) { return a.along < b.along; });
+        for (const Pending& x : onEdge) {
+            merged.push_back({x.position, true});
+        }
+        merged.push_back(theirs[tc]);
+    }
+    theirs = std::move(merged);
 }
 
 bool lessPosition(const glm::vec3& a, const glm::vec3& b) {

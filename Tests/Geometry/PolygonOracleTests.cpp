@@ -261,3 +261,29 @@ TEST(PolygonOracle, SubtractMatchesBoostGeometry) {
     std::printf("[  oracle  ] %d pairs, largest relative area difference against Boost.Geometry: %.3g\n",
                 run.cases, run.worstRelative);
 }
+
+TEST(PolygonOracle, ContainmentMatchesBoostWithin) {
+    // Outlines of every length from 3 to 40 corners and one of 100, so that both the blocks of
+    // four edges and the remainder are exercised; random points almost never lie on an outline
+    // or level with a corner, where the two rules legitimately differ.
+    PairGenerator gen(99);
+    std::mt19937_64 rng(5);
+    std::uniform_real_distribution<float> u(-80.0f, 80.0f);
+    int checked = 0;
+    for (int corners = 3; corners <= 41; ++corners) {
+        const int count = corners == 41 ? 100 : corners;
+        const Points pts = gen.star(glm::vec2(0.0f), 20.0f, 70.0f, count, false);
+        const BPolygon reference = toBoost(pts);
+        if (!bg::is_valid(reference)) {
+            continue;
+        }
+        const Polygon polygon(pts);
+        for (int i = 0; i < 500; ++i) {
+            const glm::vec3 q(u(rng), u(rng), 0.0f);
+            ASSERT_EQ(polygon.isPointInside(q), bg::within(BPoint(q.x, q.y), reference))
+                << count << " corners, point " << q.x << ", " << q.y;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 15000);
+}
