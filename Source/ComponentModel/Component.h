@@ -23,7 +23,7 @@ struct ComponentHandle;
 /// header, so that a handle can check a component's generation without knowing its type.
 ///
 /// Layout, 24 bytes on 64-bit targets: owning entity (8), roster index (4), flags (4), type id (2),
-/// generation (2), padding (4).
+/// generation (2), reserved (4). Members of derived components start at offset 24.
 class TARN_API Component {
 public:
     /// Set in the flags by the pool that allocated the component.
@@ -69,6 +69,10 @@ private:
     uint32_t flags = 0;
     TypeId typeId = Reflection::InvalidTypeId;
     uint16_t generation = 0;
+    // Named padding: without it the Itanium ABI (GCC, Clang, mingw) places the first member of a
+    // derived component in the header's tail padding, at offset 20, while MSVC places it at 24.
+    // Field offsets must not depend on the compiler.
+    [[maybe_unused]] uint32_t reserved = 0;
 };
 
 static_assert(sizeof(void*) != 8 || sizeof(Component) == 24,

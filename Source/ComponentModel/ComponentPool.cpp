@@ -24,14 +24,21 @@ std::atomic<uint32_t> generationCounter{0};
 ComponentPoolBase::ComponentPoolBase(TypeId type, uint32_t initialCapacity, Memory::Allocator* allocator,
                                      MemBlockType memType)
     : next(0), roster(allocator), storage(allocator, memType),
-      elementSize(TypeDatabase::getType(type).getSize()), typeId(type), flags(0) {
+      elementSize(TypeDatabase::getType(type).getSize()), typeId(type), flags(0), constructFn(nullptr),
+      destructFn(nullptr) {
+    const Reflection::Type& registered = TypeDatabase::getType(type);
+    if (registered.isValid()) {
+        constructFn = registered.getConstructFn();
+        destructFn = registered.getDestructFn();
+    }
     resize(initialCapacity);
 }
 
 ComponentPoolBase::~ComponentPoolBase() {
-    const Reflection::Type& type = TypeDatabase::getType(typeId);
+    if (!destructFn)
+        return;
     for (uint32_t position = 0; position < next; ++position)
-        TypeDatabase::destructInstance(type, slotComponent(roster[position]));
+        destructFn(slotComponent(roster[position]));
 }
 
 ComponentHandle ComponentPoolBase::allocateComponent() {
@@ -42,9 +49,11 @@ ComponentHandle ComponentPoolBase::allocateComponent() {
         return {};
 
     const uint32_t slot = roster[next];
-    void* instance = TypeDatabase::constructInstance(
-        TypeDatabase::getType(typeId), storage.data() + static_cast<uint64_t>(slot) * elementSize,
-        elementSize);
+    void* at = storage.data() + static_cast<uint64_t>(slot) * elementSize;
+    // The storage is elementSize bytes, the registered size, so the registry's size check holds.
+    void* instance = constructFn
+                         ? constructFn(at)
+                         : TypeDatabase::constructInstance(TypeDatabase::getType(typeId), at, elementSize);
     if (!instance)
         return {};
     auto* component = static_cast<Component*>(instance);
@@ -78,7 +87,8 @@ void ComponentPoolBase::deallocateComponent(ComponentHandle handle) {
     std::swap(roster[rosterIndex], roster[next]);
     slotComponent(roster[rosterIndex])->rosterIndex = rosterIndex;
     ++component->generation;
-    TypeDatabase::destructInstance(TypeDatabase::getType(typeId), component);
+    if (destructFn)
+        destructFn(component);
 }
 
 void ComponentPoolBase::resize(uint32_t newCapacity) {

@@ -112,11 +112,20 @@ protected:
     uint32_t flags;
 
 private:
+    // The type's construct and destruct functions, taken once at construction: allocation and
+    // release are the hot path, and the registry never changes a type's functions. Null when the
+    // type has none; allocation then goes through the registry's checked call.
+    Reflection::Type::ConstructFn constructFn;
+    Reflection::Type::DestructFn destructFn;
+
+private:
     friend struct ComponentHandle;
 };
 
 inline Component* ComponentHandle::resolve() const {
-    if (!pool || index >= pool->capacity())
+    // No range check: handles are made only by their pool, and pools never shrink, so the slot
+    // exists for as long as the pool does.
+    if (!pool)
         return nullptr;
     Component* component = pool->slotComponent(index);
     return component->generation == generation ? component : nullptr;

@@ -44,6 +44,12 @@ public:
     uint32_t getFlags() const { return flags; }
     StringView getDescription() const { return description; }
     TypeId getBaseId() const { return baseId; }
+    /// The instance functions (null when the type was registered without them). Prefer the
+    /// TypeDatabase calls, which check their arguments; these are for hot paths that checked once.
+    CreateFn getCreateFn() const { return createFn; }
+    DestroyFn getDestroyFn() const { return destroyFn; }
+    ConstructFn getConstructFn() const { return constructFn; }
+    DestructFn getDestructFn() const { return destructFn; }
 
     bool isValid() const { return typeId < InvalidTypeId; }
     bool operator==(const Type& other) const { return typeId == other.typeId; }
