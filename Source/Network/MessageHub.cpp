@@ -1,0 +1,307 @@
+#include <Tarn/Network/MessageHub.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace Tarn::Network {
+
+namespace {
+struct HubRegistry {
+    std::mutex mutex;
+    std::vector<MessageHub*> hubs; // in order of construction
+};
+
+// Never destroyed, so that hubs that are static objects of other modules can still unregister at
+// unload.
+HubRegistry& registry() {
+    static auto* instance = new HubRegistry();
+    return *instance;
+}
+
+MessageHub* findLocked(const HubRegistry& hubs, uint32_t id) {
+    for (MessageHub* hub : hubs.hubs) {
+        if (hub->getID() == id) {
+            return hub;
+        }
+    }
+    return nullptr;
+}
+
+bool contains(const std::vector<MessageHub*>& list, const MessageHub* hub) {
+    return std::find(list.begin(), list.end(), hub) != list.end();
+}
+
+bool eraseFirst(std::vector<MessageHub*>& list, const MessageHub* hub) {
+    const auto it = std::find(list.begin(), list.end(), hub);
+    if (it == list.end()) {
+        return false;
+    }
+    list.erase(it);
+    return true;
+}
+} // namespace
+
+void MessageHub::Queue::push(const MessagePtr& message) {
+    if (count == slots.size()) {
+        std::vector<MessagePtr> grown(slots.empty() ? 64 : slots.size() * 2);
+        for (size_t i = 0; i < count; ++i) {
+            grown[i] = std::move(slots[(head + i) & (slots.size() - 1)]);
+        }
+        slots.swap(grown);
+        head = 0;
+    }
+    slots[(head + count) & (slots.size() - 1)] = message;
+    ++count;
+}
+
+MessagePtr MessageHub::Queue::pop() {
+    if (count == 0) {
+        return nullptr;
+    }
+    MessagePtr message = std::move(slots[head]);
+    head = (head + 1) & (slots.size() - 1);
+    --count;
+    return message;
+}
+
+void MessageHub::Queue::clear() {
+    while (count != 0) {
+        pop();
+    }
+}
+
+MessageHub::MessageHub(uint32_t id) : id(id) {
+    auto& hubs = registry();
+    std::lock_guard lock(hubs.mutex);
+    hubs.hubs.push_back(this);
+}
+
+MessageHub::~MessageHub() {
+    {
+        auto& hubs = registry();
+        std::lock_guard lock(hubs.mutex);
+        eraseFirst(hubs.hubs, this);
+        disconnectFromAllSendersLocked();
+        removeAllListenersLocked();
+    }
+    // Dropping the last references returns messages to the pool; no lock of ours is needed.
+    Queue dropped;
+    {
+        std::lock_guard lock(queueLock);
+        std::swap(dropped, queue);
+    }
+}
+
+bool MessageHub::link(MessageHub* sender, MessageHub* listener) {
+    {
+        std::lock_guard lock(sender->hubLock);
+        if (contains(sender->listeners, listener)) {
+            return false;
+        }
+        sender->listeners.push_back(listener);
+    }
+    std::lock_guard lock(listener->hubLock);
+    if (!contains(listener->senders, sender)) {
+        listener->senders.push_back(sender);
+    }
+    return true;
+}
+
+bool MessageHub::unlink(MessageHub* sender, MessageHub* listener) {
+    {
+        std::lock_guard lock(sender->hubLock);
+        if (!eraseFirst(sender->listeners, listener)) {
+            return false;
+        }
+    }
+    std::lock_guard lock(listener->hubLock);
+    eraseFirst(listener->senders, sender);
+    return true;
+}
+
+bool MessageHub::addListener(MessageHub* listener, bool bidirectional) {
+    if (!listener) {
+        return false;
+    }
+    std::lock_guard lock(registry().mutex);
+    const bool added = link(this, listener);
+    if (bidirectional) {
+        link(listener, this);
+    }
+    return added;
+}
+
+bool MessageHub::addListener(uint32_t listenerId, bool bidirectional) {
+    auto& hubs = registry();
+    std::lock_guard lock(hubs.mutex);
+    MessageHub* listener = findLocked(hubs, listenerId);
+    if (!listener) {
+        return false;
+    }
+    const bool added = link(this, listener);
+    if (bidirectional) {
+        link(listener, this);
+    }
+    return added;
+}
+
+bool MessageHub::listenTo(MessageHub* hub, bool bidirectional) {
+    return hub ? hub->addListener(this, bidirectional) : false;
+}
+
+bool MessageHub::listenTo(uint32_t hubId, bool bidirectional) {
+    auto& hubs = registry();
+    std::lock_guard lock(hubs.mutex);
+    MessageHub* hub = findLocked(hubs, hubId);
+    if (!hub) {
+        return false;
+    }
+    const bool added = link(hub, this);
+    if (bidirectional) {
+        link(this, hub);
+    }
+    return added;
+}
+
+bool MessageHub::removeListener(MessageHub* listener) {
+    if (!listener) {
+        return false;
+    }
+    std::lock_guard lock(registry().mutex);
+    return unlink(this, listener);
+}
+
+bool MessageHub::removeListener(uint32_t listenerId) {
+    auto& hubs = registry();
+    std::lock_guard lock(hubs.mutex);
+    MessageHub* listener = findLocked(hubs, listenerId);
+    return listener ? unlink(this, listener) : false;
+}
+
+void MessageHub::removeAllListeners() {
+    std::lock_guard lock(registry().mutex);
+    removeAllListenersLocked();
+}
+
+void MessageHub::disconnectFromAllSenders() {
+    std::lock_guard lock(registry().mutex);
+    disconnectFromAllSendersLocked();
+}
+
+void MessageHub::removeAllListenersLocked() {
+    // Our lock is released before a peer's is taken: no thread ever holds two hub locks.
+    std::vector<MessageHub*> former;
+    {
+        std::lock_guard lock(hubLock);
+        former.swap(listeners);
+    }
+    for (MessageHub* listener : former) {
+        std::lock_guard lock(listener->hubLock);
+        eraseFirst(listener->senders, this);
+    }
+}
+
+void MessageHub::disconnectFromAllSendersLocked() {
+    std::vector<MessageHub*> former;
+    {
+        std::lock_guard lock(hubLock);
+        former.swap(senders);
+    }
+    for (MessageHub* sender : former) {
+        std::lock_guard lock(sender->hubLock);
+        eraseFirst(sender->listeners, this);
+    }
+}
+
+void MessageHub::broadcastMessage(const MessagePtr& message) {
+    auto& hubs = registry();
+    std::lock_guard lock(hubs.mutex);
+    for (MessageHub* hub : hubs.hubs) {
+        if (hub != this) {
+            hub->queueMessage(message);
+        }
+    }
+}
+
+void MessageHub::sendMessage(const MessagePtr& message) {
+    std::lock_guard lock(hubLock);
+    for (MessageHub* listener : listeners) {
+        listener->queueMessage(message);
+    }
+}
+
+void MessageHub::queueMessage(const MessagePtr& message) {
+    std::lock_guard lock(queueLock);
+    queue.push(message);
+}
+
+MessagePtr MessageHub::getNextMessage() {
+    std::lock_guard lock(queueLock);
+    return queue.pop();
+}
+
+uint64_t MessageHub::getNoOfQueuedMessages() const {
+    std::lock_guard lock(queueLock);
+    return queue.size();
+}
+
+void MessageHub::flushQueuedMessages() {
+    // Released under the queue lock so that the ring keeps its storage; the deleters take only the
+    // pool mutex, which is never held while a queue lock is wanted.
+    std::lock_guard lock(queueLock);
+    queue.clear();
+}
+
+bool MessageHub::processMessages(int maxCount) {
+    // Taken a few at a time under one lock: a producer on another core then meets the lock and the
+    // queue's cache lines once per batch instead of once per message. Messages queued meanwhile are
+    // picked up by the following batches.
+    constexpr size_t kBatch = 32;
+    MessagePtr batch[kBatch];
+    uint64_t remaining = maxCount > 0 ? uint64_t(maxCount) : UINT64_MAX;
+    bool hadMessages = false;
+    while (remaining != 0) {
+        size_t taken = 0;
+        {
+            std::lock_guard lock(queueLock);
+            const uint64_t wanted = std::min<uint64_t>({remaining, kBatch, queue.size()});
+            for (; taken < wanted; ++taken) {
+                batch[taken] = queue.pop();
+            }
+        }
+        if (taken == 0) {
+            break;
+        }
+        hadMessages = true;
+        for (size_t i = 0; i < taken; ++i) {
+            {
+                Message view(batch[i]->getID(), *batch[i]);
+                processMessage(view);
+            }
+            // Released before the next is handled, so the pool hands this one out again first.
+            batch[i].reset();
+        }
+        remaining -= taken;
+    }
+    return hadMessages;
+}
+
+void MessageHub::processMessage(Message& /*message*/) {}
+
+std::vector<MessageHub*> MessageHub::getListeners() const {
+    std::lock_guard lock(hubLock);
+    return listeners;
+}
+
+std::vector<MessageHub*> MessageHub::getSenders() const {
+    std::lock_guard lock(hubLock);
+    return senders;
+}
+
+MessageHub* MessageHub::findHub(uint32_t id) {
+    auto& hubs = registry();
+    std::lock_guard lock(hubs.mutex);
+    return findLocked(hubs, id);
+}
+
+} // namespace Tarn::Network
