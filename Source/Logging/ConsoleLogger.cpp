@@ -1,4 +1,5 @@
 #include <Tarn/Logging/ConsoleLogger.h>
+#include <Tarn/Logging/LogManager.h>
 
 #include "Logging/Internal/LogPlatform.h"
 
@@ -10,7 +11,10 @@ ConsoleLogger::ConsoleLogger() {
     Detail::enableConsoleEscapes();
 }
 
-ConsoleLogger::~ConsoleLogger() = default;
+// Unregistered before the members go: a dispatch on another thread may still be running.
+ConsoleLogger::~ConsoleLogger() {
+    unregisterConsumer(this);
+}
 
 ConsoleLogger& ConsoleLogger::instance() {
     static ConsoleLogger console;

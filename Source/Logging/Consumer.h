@@ -17,9 +17,10 @@ namespace Tarn::Logging {
 /// comparison. Deliveries are serialised by the manager; `mutex` is there for subclasses that may
 /// also be driven from elsewhere (a direct flush, another thread).
 ///
-/// Construct and destroy consumers while no other thread is inside a log call that could reach
-/// them: the manager may call a consumer from the moment its base is registered until its base
-/// is unregistered.
+/// The manager may call a consumer from the moment its base constructor has registered it until
+/// it is unregistered. A derived consumer that may be destroyed while other threads log should
+/// call unregisterConsumer(this) first thing in its destructor (the library's consumers do);
+/// construct consumers before other threads start logging to them.
 class TARN_API Consumer {
 public:
     Consumer();

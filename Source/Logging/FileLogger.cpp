@@ -1,4 +1,5 @@
 #include <Tarn/Logging/FileLogger.h>
+#include <Tarn/Logging/LogManager.h>
 
 #include "Logging/Internal/LogPlatform.h"
 
@@ -9,6 +10,8 @@ namespace Tarn::Logging {
 FileLogger::FileLogger() = default;
 
 FileLogger::~FileLogger() {
+    // Unregistered first: a dispatch on another thread may still be running.
+    unregisterConsumer(this);
     cleanUp();
 }
 

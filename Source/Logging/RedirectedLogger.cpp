@@ -1,3 +1,4 @@
+#include <Tarn/Logging/LogManager.h>
 #include <Tarn/Logging/RedirectedLogger.h>
 
 #include <string>
@@ -6,7 +7,10 @@ namespace Tarn::Logging {
 
 RedirectedLogger::RedirectedLogger() = default;
 
-RedirectedLogger::~RedirectedLogger() = default;
+// Unregistered before the members go: a dispatch on another thread may still be running.
+RedirectedLogger::~RedirectedLogger() {
+    unregisterConsumer(this);
+}
 
 void RedirectedLogger::setLoggerCallback(LoggerCallback callback) {
     loggerCallback.store(callback);

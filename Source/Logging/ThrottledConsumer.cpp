@@ -1,4 +1,5 @@
 #include <Tarn/Foundation/Assert.h>
+#include <Tarn/Logging/LogManager.h>
 #include <Tarn/Logging/ThrottledConsumer.h>
 #include <Tarn/Platform/Timer.h>
 #include <Tarn/Strings/Hash.h>
@@ -56,7 +57,10 @@ TimeStamp timeStamp(int64_t milliseconds) {
 
 ThrottledConsumer::ThrottledConsumer() = default;
 
-ThrottledConsumer::~ThrottledConsumer() = default;
+// Unregistered before the members go: a dispatch on another thread may still be running.
+ThrottledConsumer::~ThrottledConsumer() {
+    unregisterConsumer(this);
+}
 
 void ThrottledConsumer::consumeMessage(StringView name, Category category, StringView message,
                                        const char* file, int line) {

@@ -113,9 +113,14 @@ TEST_F(ConsoleLoggerTest, ThrottlingTimeline) {
     netLog.log(Category::Info, "repeated");
     const std::string early = err.finish();
 
+    // 200 ms on, a 100 ms hold-back would have expired; 400 ms has not.
+    StreamCapture held(StreamCapture::Stream::Error);
+    Tarn::Threads::sleep(200);
+    console.flush(false);
+    EXPECT_EQ(held.finish(), "");
+
     StreamCapture late(StreamCapture::Stream::Error);
-    console.flush(false); // nothing has expired yet
-    Tarn::Threads::sleep(450);
+    Tarn::Threads::sleep(300);
     console.flush(false);
     const std::string flushed = late.finish();
 

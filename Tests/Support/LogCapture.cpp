@@ -1,11 +1,18 @@
 #include "LogCapture.h"
 
+#include <Tarn/Logging/LogManager.h>
+
 #include <algorithm>
 
 namespace Tarn::Testing {
 
 LogCapture::LogCapture(Logging::Category minimum) {
     setMinimumCategory(minimum);
+}
+
+// Background threads (a network thread, say) may still be logging when a test ends.
+LogCapture::~LogCapture() {
+    Logging::unregisterConsumer(this);
 }
 
 std::vector<LogCapture::Entry> LogCapture::entries() const {

@@ -26,6 +26,7 @@ public:
     };
 
     explicit LogCapture(Logging::Category minimum = Logging::Category::Trace);
+    ~LogCapture() override;
 
     std::vector<Entry> entries() const;
     /// Every message as "[Category][LogName] message" (the file consumer's short form).
