@@ -309,6 +309,77 @@ bool lessPosition(const glm::vec3& a, const glm::vec3& b) {
     return a.z < b.z;
 }
 
+// Links the intersection vertices of a list that have exactly the same position into rings:
+// same[i] is the next intersection vertex at vertex i's position (i itself when the position
+// occurs once). Other vertices are never looked up and stay unlinked.
+std::vector<std::size_t> samePositionRings(const VertexList& list) {
+    std::vector<std::size_t> order;
+    std::vector<std::size_t> same(list.size(), kNone);
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        if (list[i].intersectionPoint) {
+            order.push_back(i);
+        }
+    }
+    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return lessPosition(list[a].position, list[b].position) ||
+               (list[a].position == list[b].position && a < b);
+    });
+    for (std::size_t k = 0; k < order.size();) {
+        std::size_t end = k + 1;
+        while (end < order.size() && list[order[end]].position == list[order[k]].position) {
+            ++end;
+        }
+        for (std::size_t q = k; q < end; ++q) {
+            same[order[q]] = order[q + 1 < end ? q + 1 : k];
+        }
+        k = end;
+    }
+    return same;
+}
+
+// Cleaning merges crossings closer than the tolerance separately in each list, so a crossing kept
+// in one list may have lost its twin in the other (where the two were not neighbours). Such a
+// vertex takes the position of the surviving crossing it is near-equal to, which keeps the two
+// outlines meeting at the same points; a sub-tolerance spike between the two becomes a loop
+// through one point.
+void reconcile(VertexList& list, const VertexList& other) {
+    std::vector<glm::vec3> positions;
+    positions.reserve(other.size());
+    for (const Vertex& u : other) {
+        if (u.intersectionPoint) {
+            positions.push_back(u.position);
+        }
+    }
+    std::sort(positions.begin(), positions.end(), lessPosition);
+    for (Vertex& v : list) {
+        if (!v.intersectionPoint ||
+            std::binary_search(positions.begin(), positions.end(), v.position, lessPosition)) {
+            continue;
+        }
+        // Rare: only crossings merged away on one side get here.
+        for (const glm::vec3& candidate : positions) {
+            if (nearEqual(candidate, v.position)) {
+                v.position = candidate;
+                break;
+            }
+        }
+    }
+}
+
+// Removes vertices at exactly the position of their predecessor.
+void removeRepeats(VertexList& list) {
+    std::size_t i = 0;
+    while (list.size() > 1 && i < list.size()) {
+        const std::size_t prev = previous(i, list.size());
+        if (list[i].position == list[prev].position) {
+            list[prev].intersectionPoint = list[prev].intersectionPoint || list[i].intersectionPoint;
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(i));
+        } else {
+            ++i;
+        }
+    }
+}
+
 // Flags the vertices the two lists share and links each to its twin (the first vertex with that
 // position in the other list). Returns the number of shared vertices in mine.
 std::size_t flagShared(VertexList& mine, VertexList& theirs, std::vector<std::size_t>& mineTwin,
@@ -473,17 +544,51 @@ void appendUnlessRepeated(std::vector<glm::vec3>& outline, const glm::vec3& p) {
     }
 }
 
-// Walks the kept stretches into result polygons.
-std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs,
-                           const std::vector<std::size_t>& mineTwin,
-                           const std::vector<std::size_t>& theirTwin, const std::vector<char>& myKeep,
-                           const std::vector<char>& theirKeep, double minimumArea) {
+// Walks the kept stretches into result polygons. Where a position occurs more than once in a
+// list (outlines touching themselves after merging), any of its vertices may continue the walk.
+struct Links {
+    std::vector<std::size_t> mineTwin;  // a theirs vertex at the mine vertex's position, or kNone
+    std::vector<std::size_t> theirTwin; // a mine vertex at the theirs vertex's position, or kNone
+    std::vector<std::size_t> mineSame;  // rings of mine vertices at one position
+    std::vector<std::size_t> theirSame; // rings of theirs vertices at one position
+};
+
+std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, const Links& links,
+                           const std::vector<char>& myKeep, const std::vector<char>& theirKeep,
+                           double minimumArea) {
     const std::size_t n = mine.size();
     const std::size_t m = theirs.size();
     std::vector<char> myUsed(n, 0);
     std::vector<char> theirUsed(m, 0);
     std::vector<Polygon> result;
     std::vector<glm::vec3> outline;
+
+    // A mine vertex at the position of mine[at] that starts a kept, unused stretch.
+    auto mineContinuation = [&](std::size_t at) -> std::size_t {
+        std::size_t idx = at;
+        do {
+            if (mine[idx].intersectionPoint && myKeep[idx] && !myUsed[idx]) {
+                return idx;
+            }
+            idx = links.mineSame[idx];
+        } while (idx != at);
+        return kNone;
+    };
+    // A theirs vertex at the position of theirs[at] that ends a kept, unused stretch (walked
+    // backwards from it).
+    auto theirContinuation = [&](std::size_t at) -> std::size_t {
+        std::size_t theirEndIdx = at;
+        do {
+            TARN_ASSERT(theirs[theirEndIdx].intersectionPoint);
+            const std::size_t theirPreviousIdx = previousIntersection(theirs, theirEndIdx);
+            TARN_ASSERT(theirs[theirPreviousIdx].intersectionPoint);
+            if (theirKeep[theirPreviousIdx] && !theirUsed[theirPreviousIdx]) {
+                return theirEndIdx;
+            }
+            theirEndIdx = links.theirSame[theirEndIdx];
+        } while (theirEndIdx != at);
+        return kNone;
+    };
 
     for (std::size_t first = 0; first < n; ++first) {
         if (!mine[first].intersectionPoint || !myKeep[first] || myUsed[first]) {
@@ -508,21 +613,20 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs,
                 if (mine[myEndIdx].position == startPosition) {
                     break;
                 }
-                const std::size_t theirEndIdx = mineTwin[myEndIdx];
-                if (theirEndIdx == kNone) {
-                    break;
-                }
-                TARN_ASSERT(theirs[theirEndIdx].intersectionPoint);
-                const std::size_t theirPreviousIdx = previousIntersection(theirs, theirEndIdx);
-                TARN_ASSERT(theirs[theirPreviousIdx].intersectionPoint);
-                if (theirKeep[theirPreviousIdx] && !theirUsed[theirPreviousIdx]) {
+                // Leaving mine where it enters theirs: follow theirs backwards if it can be.
+                const std::size_t twin = links.mineTwin[myEndIdx];
+                const std::size_t theirEndIdx = twin == kNone ? kNone : theirContinuation(twin);
+                if (theirEndIdx != kNone) {
+                    TARN_ASSERT(theirs[theirEndIdx].intersectionPoint);
                     onMine = false;
                     theirStartIdx = theirEndIdx;
-                } else if (myKeep[myEndIdx] && !myUsed[myEndIdx]) {
-                    myStartIdx = myEndIdx;
-                } else {
+                    continue;
+                }
+                const std::size_t next = mineContinuation(myEndIdx);
+                if (next == kNone) {
                     break;
                 }
+                myStartIdx = next;
             } else {
                 TARN_ASSERT(theirs[theirStartIdx].intersectionPoint);
                 const std::size_t theirPreviousIdx = previousIntersection(theirs, theirStartIdx);
@@ -538,25 +642,24 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs,
                     appendUnlessRepeated(outline, i->position);
                     idx = previous(idx, m);
                 }
-                const Vertex& arrival = theirs[theirPreviousIdx];
-                if (arrival.position == startPosition) {
+                if (theirs[theirPreviousIdx].position == startPosition) {
                     break;
                 }
-                const std::size_t myIdx = theirTwin[theirPreviousIdx];
-                if (myIdx != kNone && myKeep[myIdx] && !myUsed[myIdx]) {
-                    TARN_ASSERT(mine[myIdx].intersectionPoint);
+                const std::size_t twin = links.theirTwin[theirPreviousIdx];
+                const std::size_t next = twin == kNone ? kNone : mineContinuation(twin);
+                if (next != kNone) {
+                    TARN_ASSERT(mine[next].intersectionPoint);
                     onMine = true;
-                    myStartIdx = myIdx;
+                    myStartIdx = next;
                     continue;
                 }
                 // Mine cannot be followed here: go on along theirs if its next stretch is kept.
-                const std::size_t theirFollowUpIdx = previousIntersection(theirs, theirPreviousIdx);
-                TARN_ASSERT(theirs[theirFollowUpIdx].intersectionPoint);
-                if (theirKeep[theirFollowUpIdx] && !theirUsed[theirFollowUpIdx]) {
-                    theirStartIdx = theirPreviousIdx;
-                } else {
+                const std::size_t theirFollowUpIdx = theirContinuation(theirPreviousIdx);
+                if (theirFollowUpIdx == kNone) {
                     break;
                 }
+                TARN_ASSERT(theirs[theirFollowUpIdx].intersectionPoint);
+                theirStartIdx = theirFollowUpIdx;
             }
         }
         while (outline.size() > 1 && outline.back() == outline.front()) {
@@ -635,10 +738,15 @@ std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
     insertCrossings(mine, theirs);
     clean(mine);
     clean(theirs);
+    reconcile(mine, theirs);
+    reconcile(theirs, mine);
+    removeRepeats(mine);
+    removeRepeats(theirs);
 
-    std::vector<std::size_t> mineTwin;
-    std::vector<std::size_t> theirTwin;
-    const std::size_t shared = flagShared(mine, theirs, mineTwin, theirTwin);
+    Links links;
+    const std::size_t shared = flagShared(mine, theirs, links.mineTwin, links.theirTwin);
+    links.mineSame = samePositionRings(mine);
+    links.theirSame = samePositionRings(theirs);
 
     bool crossing = false;
     std::vector<char> myKeep(mine.size(), 0);
@@ -674,7 +782,7 @@ std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
 
     if (crossing) {
         const double mineArea = std::abs(0.5 * Internal::shoelaceSum(mine.begin(), mine.end(), positionOf));
-        return trace(mine, theirs, mineTwin, theirTwin, myKeep, theirKeep, mineArea * 1e-9);
+        return trace(mine, theirs, links, myKeep, theirKeep, mineArea * 1e-9);
     }
 
     // The outlines do not cross: decide by one corner of each that is not shared with the other.
