@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstddef>
 #include <vector>
 
@@ -25,9 +26,11 @@ std::vector<int> values(const IntrusiveList& list) {
     return out;
 }
 
+using Words = std::array<IntrusiveNode*, 3>;
+
 // The list's three words, read back as raw pointers: head, tail, tailPrev.
-IntrusiveNode* const* words(const IntrusiveList& list) {
-    return reinterpret_cast<IntrusiveNode* const*>(&list);
+const Words& words(const IntrusiveList& list) {
+    return *reinterpret_cast<const Words*>(&list);
 }
 
 IntrusiveNode* self(IntrusiveList& list) {
@@ -44,23 +47,17 @@ TEST(IntrusiveList, SentinelLayoutEmptyAndWithNodes) {
     static_assert(sizeof(IntrusiveList) == 3 * sizeof(void*));
     Tarn::Testing::AssertRecorder recorder;
     IntrusiveList list;
-    IntrusiveNode* const tailField =
-        reinterpret_cast<IntrusiveNode*>(const_cast<IntrusiveNode**>(&words(list)[1]));
-    EXPECT_EQ(words(list)[0], tailField);
-    EXPECT_EQ(words(list)[1], nullptr);
-    EXPECT_EQ(words(list)[2], self(list));
+    auto* const tailField = reinterpret_cast<IntrusiveNode*>(const_cast<IntrusiveNode**>(&words(list)[1]));
+    EXPECT_EQ(words(list), (Words{tailField, nullptr, self(list)}));
     EXPECT_TRUE(list.empty() && list.begin() == list.end() && list.end().get() == tailField);
     EXPECT_TRUE(list.back() == nullptr && list.popFront() == nullptr && list.popBack() == nullptr);
 
     Item a{1, {}}, b{2, {}};
     list.pushBack(&a.link);
-    EXPECT_EQ(words(list)[0], &a.link);
-    EXPECT_EQ(words(list)[2], &a.link);
-    EXPECT_EQ(a.link.prev, self(list));
-    EXPECT_EQ(a.link.next, tailField);
+    EXPECT_EQ(words(list), (Words{&a.link, nullptr, &a.link}));
+    EXPECT_TRUE(a.link.prev == self(list) && a.link.next == tailField);
     list.pushBack(&b.link);
-    EXPECT_EQ(words(list)[1], nullptr);
-    EXPECT_EQ(words(list)[2], &b.link);
+    EXPECT_EQ(words(list), (Words{&a.link, nullptr, &b.link}));
     EXPECT_TRUE(a.link.next == &b.link && b.link.prev == &a.link && b.link.next == tailField);
     EXPECT_TRUE(recorder.empty());
 }

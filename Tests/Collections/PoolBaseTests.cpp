@@ -98,24 +98,17 @@ TEST(PoolBase, MisuseRaisesExactTextsAndLeavesThePoolUsable) {
     PoolBase pool(16, 8, 4);
     recorder.clear();
     pool.resize(4);
-    EXPECT_EQ(recorder.texts(), std::vector<std::string>{
-                                    "desiredCapacity >= capacity && \"Pool does not support shrinkage.\""});
-    EXPECT_EQ(pool.getCapacity(), 8u);
-
-    recorder.clear();
     pool.deallocate(pool.getElement(0));
-    EXPECT_EQ(recorder.texts(),
-              std::vector<std::string>{"numAllocated && \"No available elements to free.\""});
-    EXPECT_EQ(pool.size(), 0u);
+    EXPECT_TRUE(pool.getCapacity() == 8u && pool.size() == 0u);
     EXPECT_EQ(pool.getHandle(pool.allocate()), 0u); // the free list was not touched
-
-    recorder.clear();
     int outside = 0;
     EXPECT_EQ(pool.getHandle(&outside), 0u);
     EXPECT_EQ(pool.getElement(0x20000), nullptr);
     EXPECT_EQ(pool.getElement(0x00004), nullptr);
     EXPECT_EQ(recorder.texts(),
-              (std::vector<std::string>{"false && \"Element not part of any allocated pages.\"",
+              (std::vector<std::string>{"desiredCapacity >= capacity && \"Pool does not support shrinkage.\"",
+                                        "numAllocated && \"No available elements to free.\"",
+                                        "false && \"Element not part of any allocated pages.\"",
                                         "pageIndex < pages.size() && \"Page index out of range.\"",
                                         "elementIndex < pageSize && \"Element index out of range.\""}));
 
