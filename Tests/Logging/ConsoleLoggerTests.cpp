@@ -140,20 +140,6 @@ TEST_F(ConsoleLoggerTest, ThrottlingTimeline) {
     expectLine(flushedLines[0], "Info", "Network", "", "repeated");
 }
 
-TEST_F(ConsoleLoggerTest, ForcedFlushWritesHeldBackRepeats) {
-    ThrottledConsumer::setEnabled(true);
-    StreamCapture err(StreamCapture::Stream::Error);
-    netLog.log(Category::Warning, "burst");
-    netLog.log(Category::Warning, "burst");
-    netLog.log(Category::Warning, "burst");
-    console.flush(true);
-    console.flush(true); // nothing counted since: nothing written
-    const auto lines = splitLines(err.finish());
-    ASSERT_EQ(lines.size(), 2u);
-    expectLine(lines[0], "\x1b[33mWarning\x1b[0m", "Network", "", "burst");
-    expectLine(lines[1], "\x1b[33mWarning\x1b[0m", "Network", " *2", "burst");
-}
-
 TEST_F(ConsoleLoggerTest, LongHeadIsCutAtTheBound) {
     const std::string longName(600, 'n');
     const Log longLog(longName.c_str());
