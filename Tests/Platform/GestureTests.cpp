@@ -19,12 +19,15 @@ using Lines = std::vector<std::string>;
 
 // One line per gesture, holding exactly the fields its kind defines, e.g.
 // "Drag#1 Update b0 (10,10)->(12,11)" or "Flick#5 End b0 Left (500,500) 800.0".
+std::string at(glm::ivec2 p) {
+    return "(" + std::to_string(p.x) + "," + std::to_string(p.y) + ")";
+}
+
 std::string describe(const Gesture& g) {
     static const char* const kinds[] = {"Hover", "Wheel", "Tap", "DoubleTap", "Press",
                                         "Drag",  "Flick", "Pan", "Rotate",    "Pinch"};
     static const char* const states[] = {"Begin", "Update", "End", "Cancel"};
     static const char* const directions[] = {"Left", "Right", "Up", "Down"};
-    auto at = [](glm::ivec2 p) { return "(" + std::to_string(p.x) + "," + std::to_string(p.y) + ")"; };
     char number[32] = "";
     std::string line = std::string(kinds[static_cast<int>(g.kind)]) + "#" + std::to_string(g.id) + " " +
                        states[static_cast<int>(g.state)];
@@ -135,10 +138,9 @@ TEST(Gestures, DragBeginsPastTheScaledThreshold) {
             t.gestures.setDisplayScale(scale);
             t.down(1000, id, {100, 100}).frame();
             EXPECT_EQ(t.move(1010, id, {100 + threshold, 100}).frame(), Lines{}) << "not past the threshold";
-            const std::string to = "(" + std::to_string(100 + threshold) + ",101)";
             EXPECT_EQ(t.move(1020, id, {100 + threshold, 101}).frame(),
                       (Lines{"Press#0 Cancel b0 (100,100)", "Drag#1 Begin b0 (100,100)->(100,100)",
-                             "Drag#1 Update b0 (100,100)->" + to}));
+                             "Drag#1 Update b0 (100,100)->" + at({100 + threshold, 101})}));
             EXPECT_EQ(t.move(1030, id, {100 + threshold, 101}).frame(), Lines{})
                 << "no update without a change";
             // A slow release ends the drag where the pointer left, and there is no tap.
@@ -148,23 +150,19 @@ TEST(Gestures, DragBeginsPastTheScaledThreshold) {
 }
 
 TEST(Gestures, FlickInEveryDirection) {
-    struct Case {
-        glm::ivec2 to;
-        const char* expected;
-    };
-    const Case cases[] = {{{380, 500}, "Flick#2 End b0 Left (500,500) 800.0"},
-                          {{620, 500}, "Flick#2 End b0 Right (500,500) 800.0"},
-                          {{500, 380}, "Flick#2 End b0 Up (500,500) 800.0"},
-                          {{500, 620}, "Flick#2 End b0 Down (500,500) 800.0"},
-                          {{572, 404}, "Flick#2 End b0 Up (500,500) 800.0"}}; // 72 by -96: vertical wins
-    for (const Case& c : cases) {
+    const std::pair<glm::ivec2, std::string> cases[] = {{{380, 500}, "Left"},
+                                                        {{620, 500}, "Right"},
+                                                        {{500, 380}, "Up"},
+                                                        {{500, 620}, "Down"},
+                                                        {{572, 404}, "Up"}}; // 72 by -96: vertical wins
+    for (const auto& [to, direction] : cases) {
         Timeline t;
-        t.down(1000, MouseId, {500, 500}).move(1100, MouseId, c.to).up(1150, MouseId, c.to);
-        const Lines lines = t.frame();
+        const Lines lines =
+            t.down(1000, MouseId, {500, 500}).move(1100, MouseId, to).up(1150, MouseId, to).frame();
         ASSERT_EQ(lines.size(), 6u);
-        EXPECT_EQ(lines[4], "Drag#1 Cancel b0 (500,500)->(" + std::to_string(c.to.x) + "," +
-                                std::to_string(c.to.y) + ")");
-        EXPECT_EQ(lines[5], c.expected);
+        EXPECT_EQ(Lines(lines.begin() + 4, lines.end()),
+                  (Lines{"Drag#1 Cancel b0 (500,500)->" + at(to),
+                         "Flick#2 End b0 " + direction + " (500,500) 800.0"}));
     }
 
     // The release position counts even when no move reported it: then the press was never
