@@ -58,7 +58,8 @@ public:
     /// This polygon minus `other`, as clockwise polygons: empty when `other` covers this one, a
     /// copy when they are apart, one polygon whose outline runs round the hole through a
     /// zero-width cut when `other` lies inside, and otherwise every piece left over. A polygon with
-    /// fewer than three corners on either side leaves this one unchanged.
+    /// fewer than three corners, or with a NaN or infinite coordinate, on either side leaves this
+    /// one unchanged.
     std::vector<Polygon> subtract(const Polygon& other) const;
 
     /// Not provided: raises an assertion and returns an empty array.

@@ -571,7 +571,7 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
                 return idx;
             }
             idx = links.mineSame[idx];
-        } while (idx != at);
+        } while (idx != at && idx != kNone);
         return kNone;
     };
     // A theirs vertex at the position of theirs[at] that ends a kept, unused stretch (walked
@@ -586,7 +586,7 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
                 return theirEndIdx;
             }
             theirEndIdx = links.theirSame[theirEndIdx];
-        } while (theirEndIdx != at);
+        } while (theirEndIdx != at && theirEndIdx != kNone);
         return kNone;
     };
 
@@ -704,6 +704,12 @@ struct Bounds {
     glm::vec3 hi{-std::numeric_limits<float>::infinity()};
 };
 
+bool allFinite(const std::vector<glm::vec3>& points) {
+    return std::all_of(points.begin(), points.end(), [](const glm::vec3& p) {
+        return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+    });
+}
+
 Bounds boundsOf(const std::vector<glm::vec3>& points) {
     Bounds b;
     for (const glm::vec3& p : points) {
@@ -716,7 +722,8 @@ Bounds boundsOf(const std::vector<glm::vec3>& points) {
 } // namespace
 
 std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
-    if (points.size() < 3 || other.points.size() < 3) {
+    // Non-finite corners have no place in an outline (and would break the orderings below).
+    if (points.size() < 3 || other.points.size() < 3 || !allFinite(points) || !allFinite(other.points)) {
         return {*this};
     }
     // Outlines whose boxes are further apart than the merge tolerance cannot touch.

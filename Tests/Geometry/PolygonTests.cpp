@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 using Tarn::Geometry::Polygon;
@@ -99,6 +100,11 @@ TEST(Polygon, SubtractWithoutCrossings) {
     }
     ASSERT_EQ(twoCorners.subtract(sq).size(), 1u);
     EXPECT_EQ(twoCorners.subtract(sq)[0].getPoints(), twoCorners.getPoints());
+
+    // Corners that are not numbers leave the polygon as it is.
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    ASSERT_EQ(sq.subtract(Polygon(Points{p(5, 5), p(nan, 5), p(15, 15)})).size(), 1u);
+    EXPECT_EQ(sq.subtract(Polygon(Points{p(5, 5), p(nan, 5), p(15, 15)}))[0].getPoints(), sq.getPoints());
 
     EXPECT_TRUE(sq.subtract(square(-5, -5, 15, 15)).empty());
     // Corners within 0.01 on every axis are one corner: a near copy covers the square.
