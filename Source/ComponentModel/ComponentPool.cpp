@@ -5,21 +5,12 @@
 #include "Internal/Growth.h"
 
 #include <atomic>
-#include <utility>
 
 namespace Tarn::ComponentModel {
 
 using Reflection::TypeDatabase;
 
-namespace {
-
-// Stamps every allocation of every pool; components and handles keep its low 16 bits. Pools are
-// single-threaded, but two pools may live on two threads: relaxed loads and stores keep that free
-// of data races at the cost of a plain move, and a lost update only repeats a stamp, which the
-// generation bump on release makes harmless.
-std::atomic<uint32_t> generationCounter{0};
-
-} // namespace
+std::atomic<uint32_t> ComponentPoolBase::generationCounter{0};
 
 ComponentPoolBase::ComponentPoolBase(TypeId type, uint32_t initialCapacity, Memory::Allocator* allocator,
                                      MemBlockType memType)
@@ -56,38 +47,12 @@ ComponentHandle ComponentPoolBase::allocateComponent() {
                          : TypeDatabase::constructInstance(TypeDatabase::getType(typeId), at, elementSize);
     if (!instance)
         return {};
-    auto* component = static_cast<Component*>(instance);
-
-    const uint32_t stamp = generationCounter.load(std::memory_order_relaxed);
-    component->rosterIndex = next;
-    component->flags |= Component::PoolAllocatedFlag;
-    component->typeId = typeId;
-    component->generation = static_cast<uint16_t>(stamp);
-    ++next;
-    generationCounter.store(stamp + 1, std::memory_order_relaxed);
-
-    ComponentHandle handle;
-    handle.pool = this;
-    handle.index = slot;
-    handle.typeId = typeId;
-    handle.generation = static_cast<uint16_t>(stamp);
-    return handle;
+    return commitAllocation(static_cast<Component*>(instance), slot);
 }
 
 void ComponentPoolBase::deallocateComponent(ComponentHandle handle) {
-    // A stale handle, or one of another pool, names no live component of this pool: it is
-    // reported as out of the live range rather than releasing whatever occupies the slot now.
-    Component* component = handle.pool == this ? handle.resolve() : nullptr;
-    const uint32_t rosterIndex = component ? component->rosterIndex : next;
-    TARN_ASSERT(rosterIndex < next && "Roster index out of bounds");
-    if (rosterIndex >= next)
-        return;
-
-    --next;
-    std::swap(roster[rosterIndex], roster[next]);
-    slotComponent(roster[rosterIndex])->rosterIndex = rosterIndex;
-    ++component->generation;
-    if (destructFn)
+    Component* component = retireComponent(handle);
+    if (component && destructFn)
         destructFn(component);
 }
 

@@ -10,6 +10,7 @@
 #include <Tarn/Reflection/Registration.h>
 #include <Tarn/Reflection/TypeId.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -104,12 +105,56 @@ protected:
         return reinterpret_cast<const Component*>(storage.data() + static_cast<uint64_t>(slot) * elementSize);
     }
 
+    // The bookkeeping of an allocation once an instance is constructed in the slot at roster[next]:
+    // roster index, flags, type and generation stamp. Inline so that typed pools allocate without
+    // a call.
+    ComponentHandle commitAllocation(Component* component, uint32_t slot) {
+        const uint32_t stamp = generationCounter.load(std::memory_order_relaxed);
+        component->rosterIndex = next;
+        component->flags |= Component::PoolAllocatedFlag;
+        component->typeId = typeId;
+        component->generation = static_cast<uint16_t>(stamp);
+        ++next;
+        generationCounter.store(stamp + 1, std::memory_order_relaxed);
+        ComponentHandle handle;
+        handle.pool = this;
+        handle.index = slot;
+        handle.typeId = typeId;
+        handle.generation = static_cast<uint16_t>(stamp);
+        return handle;
+    }
+
+    // Takes the handle's component out of the live range and bumps its generation; the caller
+    // destroys it. Null, after an assertion, when the handle names no live component of this pool
+    // (stale, released twice, or another pool's): the slot may hold a new component by then, which
+    // must not be released in its place.
+    Component* retireComponent(ComponentHandle handle) {
+        Component* component = handle.pool == this ? handle.resolve() : nullptr;
+        const uint32_t rosterIndex = component ? component->rosterIndex : next;
+        TARN_ASSERT(rosterIndex < next && "Roster index out of bounds");
+        if (rosterIndex >= next)
+            return nullptr;
+        --next;
+        const uint32_t moved = roster[next];
+        roster[next] = roster[rosterIndex];
+        roster[rosterIndex] = moved;
+        slotComponent(moved)->rosterIndex = rosterIndex;
+        ++component->generation;
+        return component;
+    }
+
     uint32_t next;
     Roster roster;
     Memory::MemoryBuffer storage;
     uint64_t elementSize;
     TypeId typeId;
     uint32_t flags;
+
+    // Stamps every allocation of every pool; components and handles keep its low 16 bits. Pools
+    // are single-threaded, but two pools may live on two threads: relaxed loads and stores keep
+    // that free of data races at the cost of a plain move, and a lost update only repeats a stamp,
+    // which the generation bump on release makes harmless.
+    static std::atomic<uint32_t> generationCounter;
 
 private:
     // The type's construct and destruct functions, taken once at construction: allocation and
@@ -160,10 +205,22 @@ public:
         flags |= AutomaticGrowth;
     }
 
-    /// A new default-constructed component.
-    ComponentHandle allocate() { return allocateComponent(); }
-    /// Destroys the component the handle names.
-    void release(ComponentHandle handle) { deallocateComponent(handle); }
+    /// A new default-constructed component. Constructs T directly (as registerType<T> does), so
+    /// that the common case is inline; a full pool grows through allocateComponent.
+    ComponentHandle allocate() {
+        if (next < capacity() && elementSize == sizeof(T)) {
+            const uint32_t slot = roster[next];
+            T* component = ::new (storage.data() + static_cast<uint64_t>(slot) * sizeof(T)) T();
+            return commitAllocation(component, slot);
+        }
+        return allocateComponent();
+    }
+    /// Destroys the component the handle names; a handle that names no live component of this
+    /// pool raises an assertion and changes nothing.
+    void release(ComponentHandle handle) {
+        if (Component* component = retireComponent(handle))
+            static_cast<T*>(component)->~T();
+    }
     /// The component a handle names, or null when it was released (or belongs to another pool).
     T* get(ComponentHandle handle) const {
         return handle.pool == this ? static_cast<T*>(handle.resolve()) : nullptr;

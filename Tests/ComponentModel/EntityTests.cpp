@@ -75,6 +75,8 @@ TEST_F(EntityTest, RegisteredTypes) {
     std::memcpy(&stored, reinterpret_cast<const unsigned char*>(&e) + id->getOffset(), 8);
     EXPECT_EQ(stored, 0x1122334455667788ull);
 
+    // Derived members start after the whole 24-byte header, whatever the compiler's padding rules.
+    EXPECT_EQ(makeField("extent", &Shape::extent).getOffset(), 24u);
     EXPECT_EQ(Component::getComponentTypeId("Sphere"), typeIdOf<Sphere>());
     EXPECT_EQ(Component::getComponentTypeId("Nope"), InvalidTypeId);
 }

@@ -6,9 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace Tarn::Reflection;
@@ -197,6 +199,25 @@ TEST_F(TypeDatabaseTest, BuiltInAttributesHaveAnExactByteLayout) {
     TypeDatabase::clear();
     EXPECT_EQ(ColorAttribute().typeId, InvalidTypeId);
     EXPECT_EQ(ColorAttribute().builtIn, 1);
+}
+
+TEST_F(TypeDatabaseTest, CachedLookupsFromManyThreads) {
+    // Registration is over; readers on several threads share the per-type caches.
+    TypeDatabase::createType("Late", 1);
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&wrong] {
+            for (int i = 0; i < 2000; ++i) {
+                wrong += typeIdOf<uint64_t>() != 10;
+                wrong += ColorAttribute().typeId != 29;
+                wrong += TypeDatabase::getType("Late").getTypeId() != 30;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong.load(), 0);
 }
 
 TEST(AttributeTest, LayoutAndLookup) {
