@@ -1,10 +1,10 @@
 #include <Tarn/Network/Message.h>
 #include <Tarn/Network/SpinLock.h>
 
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <new>
-#include <vector>
 
 namespace Tarn::Network {
 
@@ -16,12 +16,80 @@ constexpr uint64_t kReservedPayload = 1024;
 // a trip through the heap's shared arena: the most expensive step of a message's life.
 constexpr size_t kControlBlockSize = 64;
 
-// Both lists are last in, first out: what is handed out next is what is most likely still in
-// cache.
+// Free messages and free control blocks, each in two intrusive singly linked lists:
+// - `returned`, onto which a released message (or block) is pushed without any lock, by whatever
+//   thread dropped its last reference;
+// - `owned`, from which `allocate` pops under the pool lock, refilled by taking the whole
+//   `returned` list in one exchange when it runs dry.
+// Messages usually die on another thread than the one that made them (a network thread fills the
+// queue that the main loop drains). With one locked list the lock and the list's end would cross
+// between the two cores once per message; this way the producer's side crosses once per refill
+// and the consumer's side is one compare-and-swap. Taking the whole list under the lock also
+// rules out the ABA problem of lock-free stacks. Both lists are last in, first out.
+template <typename Node>
+struct FreeList {
+    Node* owned = nullptr;
+    std::atomic<Node*> returned{nullptr};
+};
+
+Message*& nextOf(Message* message) {
+    return poolLink(message);
+}
+void*& nextOf(void* block) {
+    return *static_cast<void**>(block);
+}
+
+template <typename Node>
+void pushReturned(FreeList<Node>& list, Node* node) {
+    Node* head = list.returned.load(std::memory_order_relaxed);
+    do {
+        nextOf(node) = head;
+    } while (!list.returned.compare_exchange_weak(head, node, std::memory_order_release,
+                                                  std::memory_order_relaxed));
+}
+
+// Call with the pool lock held.
+template <typename Node>
+Node* popOwned(FreeList<Node>& list) {
+    if (!list.owned) {
+        list.owned = list.returned.exchange(nullptr, std::memory_order_acquire);
+    }
+    Node* node = list.owned;
+    if (node) {
+        list.owned = nextOf(node);
+    }
+    return node;
+}
+
+// Call with the pool lock held. Nodes reachable from `returned` change only when taken under it.
+template <typename Node>
+uint64_t countFree(const FreeList<Node>& list) {
+    uint64_t count = 0;
+    for (Node* node = list.owned; node; node = nextOf(node)) {
+        ++count;
+    }
+    for (Node* node = list.returned.load(std::memory_order_acquire); node; node = nextOf(node)) {
+        ++count;
+    }
+    return count;
+}
+
+// Call with the pool lock held: leaves the list empty and returns its nodes as one chain.
+template <typename Node>
+Node* takeAll(FreeList<Node>& list) {
+    Node* chain = list.returned.exchange(nullptr, std::memory_order_acquire);
+    while (Node* node = list.owned) {
+        list.owned = nextOf(node);
+        nextOf(node) = chain;
+        chain = node;
+    }
+    return chain;
+}
+
 struct MessagePool {
-    Detail::SpinLock lock;
-    std::vector<Message*> messages;
-    std::vector<void*> controlBlocks;
+    Detail::SpinLock lock; // guards the owned ends
+    FreeList<Message> messages;
+    FreeList<void> controlBlocks;
 };
 
 // Never destroyed: a message may be released by a static object's destructor at unload, after
@@ -32,9 +100,7 @@ MessagePool& pool() {
 }
 
 void releaseControlBlock(void* block) {
-    auto& shared = pool();
-    std::lock_guard lock(shared.lock);
-    shared.controlBlocks.push_back(block);
+    pushReturned(pool().controlBlocks, block);
 }
 
 // Hands out the block taken from the pool together with the message (or a new one), and returns
@@ -77,25 +143,24 @@ Message::Message() : MemoryBuffer(kReservedPayload, true, DefaultMemBlockType) {
 Message::Message(uint32_t id, const Message& other)
     : MemoryBuffer(const_cast<uint8_t*>(other.data()), other.size()), id(id) {}
 
+Message*& poolLink(Message* message) noexcept {
+    return message->nextFree;
+}
+
 std::shared_ptr<Message> Message::allocate(uint32_t id) {
     Message* message = nullptr;
     void* controlBlock = nullptr;
     {
         auto& shared = pool();
         std::lock_guard lock(shared.lock);
-        if (!shared.messages.empty()) {
-            message = shared.messages.back();
-            shared.messages.pop_back();
-        }
-        if (!shared.controlBlocks.empty()) {
-            controlBlock = shared.controlBlocks.back();
-            shared.controlBlocks.pop_back();
-        }
+        message = popOwned(shared.messages);
+        controlBlock = popOwned(shared.controlBlocks);
     }
     if (!message) {
         message = new Message();
     }
     message->id = id;
+    message->nextFree = nullptr;
     // Should the control block fail to allocate, the constructor hands the message to the deleter,
     // so it goes back to the pool rather than leaking.
     return std::shared_ptr<Message>(message, &Message::deleteMessage,
@@ -105,24 +170,24 @@ std::shared_ptr<Message> Message::allocate(uint32_t id) {
 void Message::deleteMessage(Message* message) {
     // The message is no longer shared, so emptying it needs no lock; the storage stays for reuse.
     message->resize(0, true, false);
-    auto& shared = pool();
-    std::lock_guard lock(shared.lock);
-    shared.messages.push_back(message);
+    pushReturned(pool().messages, message);
 }
 
 void Message::flush() {
-    std::vector<Message*> messages;
-    std::vector<void*> controlBlocks;
+    Message* messages = nullptr;
+    void* controlBlocks = nullptr;
     {
         auto& shared = pool();
         std::lock_guard lock(shared.lock);
-        messages.swap(shared.messages);
-        controlBlocks.swap(shared.controlBlocks);
+        messages = takeAll(shared.messages);
+        controlBlocks = takeAll(shared.controlBlocks);
     }
-    for (Message* message : messages) {
+    while (Message* message = messages) {
+        messages = message->nextFree;
         delete message;
     }
-    for (void* block : controlBlocks) {
+    while (void* block = controlBlocks) {
+        controlBlocks = nextOf(block);
         ::operator delete(block);
     }
 }
@@ -130,7 +195,7 @@ void Message::flush() {
 uint64_t Message::getPooledCount() {
     auto& shared = pool();
     std::lock_guard lock(shared.lock);
-    return shared.messages.size();
+    return countFree(shared.messages);
 }
 
 } // namespace Tarn::Network

@@ -40,6 +40,9 @@ private:
     static void deleteMessage(Message* message);
 
     uint32_t id = 0;
+    // Link in the pool's free lists while the message is pooled.
+    Message* nextFree = nullptr;
+    friend Message*& poolLink(Message* message) noexcept;
 };
 
 using MessagePtr = std::shared_ptr<Message>;

@@ -46,9 +46,11 @@ public:
     virtual void sendMessage(const MessagePtr& message);
     /// Appends `message` to this hub's queue.
     virtual void queueMessage(const MessagePtr& message);
-    /// Pops queued messages and hands each, as a read-only view, to `processMessage`: at most
-    /// `maxCount` of them when it is 1 or more, otherwise until the queue is empty (messages queued
-    /// meanwhile included). True when the queue was not empty on entry.
+    /// Pops queued messages in order and hands each, as a read-only view, to `processMessage`: at
+    /// most `maxCount` of them when it is 1 or more, otherwise until the queue is empty (messages
+    /// queued meanwhile included). True when there was anything to process. Messages are taken up
+    /// to 32 at a time, so while one is being handled the rest of its batch is already out of the
+    /// queue (not counted by getNoOfQueuedMessages, not dropped by flushQueuedMessages).
     virtual bool processMessages(int maxCount);
 
     uint32_t getID() const { return id; }
