@@ -93,6 +93,14 @@ double centralMeridian(int zone) {
     return static_cast<double>(zone * 6 - 183);
 }
 
+// The store into a volatile float is what guarantees the rounding: GCC 12 at -O2 merges two
+// adjacent double-to-float-to-double round trips into one vector round trip and then folds it
+// away, which silently returned unrounded offsets from optimised builds.
+double roundToSingle(double value) {
+    volatile float single = static_cast<float>(value);
+    return single;
+}
+
 void computeZone(int& zone, bool& north, double latitude, double normalisedLongitude) {
     const double lon = normalisedLongitude;
     zone = 1 + static_cast<int>(std::trunc((lon + 180.0) / 6.0));
@@ -257,5 +265,5 @@ glm::dvec2 calcUTMVectorBetweenCoordinates(double latitude1, double longitude1, 
     }
     // Callers store these offsets in single-precision scene data; rounding here keeps them
     // identical to what they read back.
-    return glm::dvec2(static_cast<float>(x), static_cast<float>(y));
+    return glm::dvec2(roundToSingle(x), roundToSingle(y));
 }
