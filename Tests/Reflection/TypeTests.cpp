@@ -13,9 +13,6 @@ using Tarn::Testing::AssertRecorder;
 
 namespace {
 
-struct Vec {
-    float x, y, z;
-};
 enum class Mode : int32_t { Off = 0, Fast = 5, Safe = -3 };
 
 struct Rigid {
@@ -63,24 +60,19 @@ protected:
 
 TEST_F(TypeTest, FieldIdsAddressTheBaseChain) {
     const Type& c = type(child);
-    EXPECT_EQ(c.getNumFields(), 3u);
+    const Field* grandFields = type(grand).getFields().data();
+    const Field* parentFields = type(parent).getFields().data();
     EXPECT_EQ(c.getField(TypeId{2})->getName(), Name("c2"));
-    EXPECT_EQ(c.getField(TypeId{1025})->getName(), Name("p1"));
-    EXPECT_EQ(c.getField(TypeId{2048 + 2})->getName(), Name("shared"));
-    EXPECT_EQ(c.getField(TypeId{2048 + 2}), &type(grand).getFields()[2]);
-    EXPECT_EQ(type(parent).getField(TypeId{1026}), &type(grand).getFields()[2]);
+    EXPECT_EQ(c.getField(TypeId{1025}), parentFields + 1);
+    EXPECT_EQ(c.getField(TypeId{2048 + 2}), grandFields + 2);
+    EXPECT_EQ(type(parent).getField(TypeId{1026}), grandFields + 2);
     // Small ids never reach into the base, even when the base has that many fields.
     EXPECT_EQ(c.getField(TypeId{3}), nullptr);
     EXPECT_EQ(type(parent).getField(TypeId{2}), nullptr);
     EXPECT_EQ(c.getField(TypeId{1024 + 2}), nullptr);
     EXPECT_EQ(c.getField(TypeId{3072}), nullptr) << "the chain ends after Grand";
     EXPECT_EQ(c.getField(InvalidTypeId), nullptr);
-}
 
-TEST_F(TypeTest, FieldIdOfPointerAndOffset) {
-    const Type& c = type(child);
-    const Field* grandFields = type(grand).getFields().data();
-    const Field* parentFields = type(parent).getFields().data();
     EXPECT_EQ(c.getFieldId(&c.getFields()[1]), 1);
     EXPECT_EQ(c.getFieldId(parentFields + 1), 1025);
     EXPECT_EQ(c.getFieldId(grandFields + 2), 2050);
@@ -120,22 +112,6 @@ TEST_F(TypeTest, NameLookupsWalkTheChainOwnFirst) {
     EXPECT_EQ(m.getMethod(Name("draw")), nullptr);
 }
 
-TEST_F(TypeTest, BaseLinks) {
-    Type& loose = TypeDatabase::createType("Loose", 4);
-    EXPECT_EQ(loose.getBase(), nullptr);
-    loose.setBase(&type(grand));
-    EXPECT_EQ(loose.getBase(), &type(grand));
-    loose.setBase(nullptr);
-    EXPECT_EQ(loose.getBaseId(), InvalidTypeId);
-    EXPECT_EQ(loose.getBase(), nullptr);
-
-    AssertRecorder recorder;
-    Type& g = const_cast<Type&>(type(grand));
-    g.setBase(&type(child));
-    EXPECT_TRUE(recorder.saw("false && \"A type cannot be its own base.\""));
-    EXPECT_EQ(type(grand).getBase(), nullptr) << "a cycle is refused";
-}
-
 TEST_F(TypeTest, EnumeratorsAndFlags) {
     Type& mode = registerEnum<Mode>("Mode").addEnumerators(
         {enumerator("Off", Mode::Off), enumerator("Fast", Mode::Fast).setDescription("No checks")});
@@ -156,7 +132,7 @@ TEST_F(TypeTest, EnumeratorsAndFlags) {
     EXPECT_FALSE(empty.isEnum());
 }
 
-TEST_F(TypeTest, FieldsAndEnumeratorsExcludeEachOther) {
+TEST_F(TypeTest, BuilderMisuseIsRefused) {
     AssertRecorder recorder;
     Type& e = TypeDatabase::createType("E", 4).addEnumerators({Enumerator("A", 1)});
     e.setFields({Field("x", 0, 5, 4)});
@@ -176,11 +152,16 @@ TEST_F(TypeTest, FieldsAndEnumeratorsExcludeEachOther) {
     EXPECT_FALSE(s.isEnum());
 
     // The span form moves the caller's fields in, in order.
-    recorder.clear();
     std::vector<Field> built = {Field("a", 0, 5, 4), Field("b", 4, 5, 4)};
-    Type& fresh = TypeDatabase::createType("Fresh", 8).setFields(built);
-    EXPECT_TRUE(recorder.empty());
-    EXPECT_EQ(fresh.getField(TypeId{1})->getName(), Name("b"));
+    EXPECT_EQ(TypeDatabase::createType("Fresh", 8).setFields(built).getField(TypeId{1})->getName(),
+              Name("b"));
+    EXPECT_EQ(recorder.count(), 1u);
+
+    recorder.clear();
+    s.setBase(&type(child));
+    s.setBase(&s);
+    EXPECT_EQ(recorder.texts(), std::vector<std::string>(2, "false && \"A type cannot be its own base.\""));
+    EXPECT_EQ(type(grand).getBase(), nullptr) << "a cycle is refused";
 }
 
 TEST_F(TypeTest, MakeFieldDeducesOffsetSizeTypeAndDimensions) {
@@ -189,8 +170,6 @@ TEST_F(TypeTest, MakeFieldDeducesOffsetSizeTypeAndDimensions) {
     EXPECT_EQ(id.getTypeId(), 10);
     EXPECT_EQ(id.getSize(), 8u);
     EXPECT_EQ(id.getDimensions(), 0u);
-    EXPECT_EQ(id.getFlags(), FieldFlags::None);
-    EXPECT_TRUE(id.getAttributes().empty());
 
     const Field weights = makeField("weights", &Rigid::weights);
     EXPECT_EQ(weights.getOffset(), offsetof(Rigid, weights));
