@@ -189,9 +189,7 @@ TEST_F(TypeTest, MakeFieldDeducesOffsetSizeTypeAndDimensions) {
     EXPECT_EQ(makeField<Body>("mode", &Body::mode).getOffset(), static_cast<uint64_t>(expected));
     EXPECT_NE(makeField("mode", &Body::mode).getOffset(), static_cast<uint64_t>(expected));
 
-    const Field tagged =
-        makeField("id", &Rigid::id).setFlags(static_cast<FieldFlags>(6)).addAttribute(ColorAttribute());
-    EXPECT_EQ(tagged.getFlags(), static_cast<FieldFlags>(6));
+    const Field tagged = makeField("id", &Rigid::id).addAttribute(ColorAttribute());
     EXPECT_NE(tagged.getAttributes().get<ColorAttribute>(), nullptr);
     EXPECT_EQ(tagged.getAttributes().get<SerializableAttribute>(), nullptr);
 }
