@@ -2,6 +2,7 @@
 #include <Tarn/Geometry/Polygon.h>
 
 #include "AssertRecorder.h"
+#include "SignedArea.h"
 
 #include <gtest/gtest.h>
 
@@ -41,14 +42,6 @@ BPolygon toBoost(const Points& pts) {
     }
     bg::correct(poly);
     return poly;
-}
-
-double signedArea(const Points& pts) {
-    double sum = 0.0;
-    for (std::size_t i = 0, j = pts.size() - 1; i < pts.size(); j = i++) {
-        sum += static_cast<double>(pts[j].x) * pts[i].y - static_cast<double>(pts[j].y) * pts[i].x;
-    }
-    return 0.5 * sum;
 }
 
 class PairGenerator {
@@ -143,22 +136,14 @@ public:
         }
         default: { // axis-aligned rectangles on a grid
             std::uniform_int_distribution<int> coord(0, 12);
-            int x0 = coord(rng), x1 = coord(rng), y0 = coord(rng), y1 = coord(rng);
-            int u0 = coord(rng), u1 = coord(rng), v0 = coord(rng), v1 = coord(rng);
-            if (x0 == x1) {
-                ++x1;
-            }
-            if (y0 == y1) {
-                ++y1;
-            }
-            if (u0 == u1) {
-                ++u1;
-            }
-            if (v0 == v1) {
-                ++v1;
-            }
-            return {rectangle(std::min(x0, x1), std::min(y0, y1), std::max(x0, x1), std::max(y0, y1)),
-                    rectangle(std::min(u0, u1), std::min(v0, v1), std::max(u0, u1), std::max(v0, v1))};
+            const auto rect = [&] {
+                int x0 = coord(rng), x1 = coord(rng), y0 = coord(rng), y1 = coord(rng);
+                x1 += x0 == x1 ? 1 : 0;
+                y1 += y0 == y1 ? 1 : 0;
+                return rectangle(std::min(x0, x1), std::min(y0, y1), std::max(x0, x1), std::max(y0, y1));
+            };
+            Points a = rect();
+            return {a, rect()};
         }
         }
     }
