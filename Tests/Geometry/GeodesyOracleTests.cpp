@@ -15,25 +15,17 @@
 
 namespace {
 
-struct ContextDeleter {
-    void operator()(PJ_CONTEXT* ctx) const { proj_context_destroy(ctx); }
-};
-struct PJDeleter {
-    void operator()(PJ* pj) const { proj_destroy(pj); }
-};
-using Context = std::unique_ptr<PJ_CONTEXT, ContextDeleter>;
-using Transform = std::unique_ptr<PJ, PJDeleter>;
+using Transform = std::unique_ptr<PJ, decltype(&proj_destroy)>;
 
 class GeodesyOracle : public ::testing::Test {
 protected:
-    Transform make(const std::string& definition) {
-        Transform pj(proj_create(ctx.get(), definition.c_str()));
-        EXPECT_TRUE(pj) << definition;
-        return pj;
-    }
     // Longitude and latitude in degrees in, whatever the last step produces out.
     Transform fromDegrees(const std::string& steps) {
-        return make("+proj=pipeline +step +proj=unitconvert +xy_in=deg +xy_out=rad " + steps);
+        const std::string definition =
+            "+proj=pipeline +step +proj=unitconvert +xy_in=deg +xy_out=rad " + steps;
+        Transform pj(proj_create(ctx.get(), definition.c_str()), &proj_destroy);
+        EXPECT_TRUE(pj) << definition;
+        return pj;
     }
     static PJ_COORD apply(PJ* pj, double latitude, double longitude, double altitude) {
         return proj_trans(pj, PJ_FWD, proj_coord(longitude, latitude, altitude, 0.0));
@@ -43,7 +35,8 @@ protected:
         ::testing::Test::RecordProperty(what, std::to_string(metres));
     }
 
-    Context ctx{proj_context_create()};
+    std::unique_ptr<PJ_CONTEXT, decltype(&proj_context_destroy)> ctx{proj_context_create(),
+                                                                     &proj_context_destroy};
     std::mt19937_64 rng{20261122};
 };
 
