@@ -2,28 +2,20 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <vector>
 
 using Tarn::Network::Message;
 using Tarn::Network::MessagePtr;
 
-TEST(Message, StartsEmptyWithStorageReserved) {
-    const Message message;
-    EXPECT_EQ(message.getID(), 0u);
-    EXPECT_EQ(message.size(), 0u);
-    EXPECT_EQ(message.getCapacity(), 1024u);
-    EXPECT_NE(message.getAllocator(), nullptr);
-}
-
 TEST(Message, PoolHandsBackTheLastReleasedMessageEmptiedWithItsStorage) {
     Message::flush();
     EXPECT_EQ(Message::getPooledCount(), 0u);
-
     MessagePtr first = Message::allocate(7);
     EXPECT_EQ(first->getID(), 7u);
     EXPECT_TRUE(first->empty());
+    EXPECT_EQ(first->getCapacity(), 1024u);
     // Grown beyond the initial reservation: the larger storage is what gets pooled.
-    std::vector<uint8_t> payload(5000, 0xAB);
+    const std::vector<uint8_t> payload(5000, 0xAB);
     ASSERT_TRUE(first->write(payload.data(), payload.size()));
     const Message* address = first.get();
     const uint8_t* storage = first->data();
@@ -46,15 +38,11 @@ TEST(Message, PoolHandsBackTheLastReleasedMessageEmptiedWithItsStorage) {
     // Recycled most recent first.
     MessagePtr a = Message::allocate(1);
     MessagePtr b = Message::allocate(2);
-    const Message* addressA = a.get();
     const Message* addressB = b.get();
     a.reset();
     b.reset();
     EXPECT_EQ(Message::allocate(3).get(), addressB);
     EXPECT_EQ(Message::getPooledCount(), 2u); // the temporary went straight back
-    const MessagePtr again = Message::allocate(4);
-    EXPECT_TRUE(again.get() == addressA || again.get() == addressB);
-    EXPECT_EQ(Message::getPooledCount(), 1u);
 
     reused.reset();
     Message::flush();
@@ -65,14 +53,13 @@ TEST(Message, ViewSharesTheBytesAndCannotWrite) {
     MessagePtr original = Message::allocate(1);
     original->write32(0xDEADBEEF);
     original->write32(5);
-    const Message view(77, *original);
+    Message view(77, *original);
     EXPECT_EQ(view.getID(), 77u);
     EXPECT_EQ(view.data(), original->data());
     EXPECT_EQ(view.size(), 8u);
     EXPECT_EQ(view.pos(), 0u);
     EXPECT_EQ(view.getAllocator(), nullptr);
-    Message writable(77, *original);
-    EXPECT_FALSE(writable.write32(1));
-    EXPECT_EQ(writable.read32(), 0xDEADBEEFu);
+    EXPECT_FALSE(view.write32(1));
+    EXPECT_EQ(view.read32(), 0xDEADBEEFu);
     EXPECT_EQ(original->pos(), 8u); // the original's cursor is its own
 }
