@@ -54,14 +54,12 @@ TEST(AddrIn, ConstructorsAgreeAndBadTextGivesZero) {
 }
 
 TEST(Addr, MulticastRangesAndPlatformFamilies) {
-    // 0x7F0000E0 has 224 in the last octet only.
-    const std::pair<AddrIn, bool> v4[] = {{AddrIn(239, 255, 255, 250), true},
-                                          {AddrIn(224, 0, 0, 0), true},
-                                          {AddrIn(223, 255, 255, 255), false},
-                                          {AddrIn(240, 0, 0, 0), false},
-                                          {AddrIn(0x7F0000E0u), false}};
-    for (const auto& [address, multicast] : v4) {
-        EXPECT_EQ(address.is_multicast(), multicast) << address.string();
+    for (const auto& [text, multicast] : {std::pair{"239.255.255.250", true},
+                                          {"224.0.0.0", true},
+                                          {"223.255.255.255", false},
+                                          {"240.0.0.0", false},
+                                          {"127.0.0.224", false}}) {
+        EXPECT_EQ(AddrIn(text).is_multicast(), multicast) << text;
     }
     for (const auto& [text, multicast] :
          {std::pair{"ff02::1", true}, {"ff00::", true}, {"fe80::1", false}, {"::ff", false}}) {
