@@ -32,7 +32,7 @@ const NamedCurve kCurves[] = {
 
 } // namespace
 
-TEST(Easing, EveryCurveStartsAtZeroAndEndsAtOne) {
+TEST(Easing, EndpointsAndInOutSymmetry) {
     for (const NamedCurve& curve : kCurves) {
         SCOPED_TRACE(curve.name);
         EXPECT_NEAR(curve.fn(0.0f), 0.0f, 2e-6f);
@@ -43,9 +43,8 @@ TEST(Easing, EveryCurveStartsAtZeroAndEndsAtOne) {
     EXPECT_EQ(E::exponentialOut(1.0f), 1.0f);
     EXPECT_EQ(E::exponentialInOut(0.0f), 0.0f);
     EXPECT_EQ(E::exponentialInOut(1.0f), 1.0f);
-}
 
-TEST(Easing, InOutFormsMeetHalfwayAndMirror) {
+    // The in-out forms meet halfway and mirror about it.
     const Curve inOut[] = {E::quadraticInOut, E::cubicInOut,      E::quarticInOut,
                            E::quinticInOut,   E::sinusoidalInOut, E::exponentialInOut,
                            E::circularInOut,  E::backInOut,       E::bounceInOut};

@@ -9,8 +9,6 @@
 #include <glm/vec2.hpp>
 
 #include <boost/geometry.hpp>
-#include <boost/geometry/geometries/point_xy.hpp>
-#include <boost/geometry/geometries/polygon.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -45,8 +43,7 @@ BPolygon toBoost(const Points& pts) {
     return poly;
 }
 
-class PairGenerator {
-public:
+struct PairGenerator {
     explicit PairGenerator(uint64_t seed) : rng(seed) {}
 
     // A polygon star-shaped about `centre`: sorted angles, radii in [rMin, rMax] (equal radii
