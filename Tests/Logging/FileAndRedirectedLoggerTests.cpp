@@ -2,97 +2,74 @@
 #include <Tarn/Logging/Log.h>
 #include <Tarn/Logging/RedirectedLogger.h>
 
+#include "TempDir.h"
+
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 using namespace Tarn::Logging;
+using Tarn::Testing::TempDir;
 
 namespace {
 
 const Log ioLog("PlatformIO");
 
-struct TempFile {
-    std::filesystem::path path;
-    explicit TempFile(const std::string& name) : path(std::filesystem::temp_directory_path() / name) {
-        std::filesystem::remove(path);
-    }
-    ~TempFile() {
-        std::error_code ignored;
-        std::filesystem::remove(path, ignored);
-    }
-    std::string read() const {
-        std::ifstream in(path); // text mode, like the writer
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-};
+// The logger writes in text mode; line ends are compared as "\n" on every system.
+std::string readText(const TempDir& temp, const std::string& name) {
+    std::string text = temp.read(name);
+    std::erase(text, '\r');
+    return text;
+}
 
 } // namespace
 
-TEST(FileLogger, WritesBothLineForms) {
-    TempFile file("tarn-filelogger-forms.log");
+TEST(FileLogger, LineFormsMinimumReopeningAndTruncation) {
+    TempDir temp;
+    temp.write("second.log", "old contents\n");
     {
         FileLogger logger;
+        logger.setMinimumCategory(Category::Debug);
         ioLog.log(Category::Info, "before the file is open");
-        logger.initialize(file.path.string());
+        logger.initialize(temp.file("first.log"));
         ASSERT_TRUE(logger.isOpen());
         ioLog.logFileLine("Source/IO.cpp", 120, Category::Error, "Cannot open %s", "settings.ini");
+        ioLog.log(Category::Trace, "below the minimum");
         logger.enableFilenames(true);
         ioLog.logFileLine("Source/IO.cpp", 121, Category::Error, "Cannot open %s", "settings.ini");
         ioLog.log(Category::Warning, "no file %d%%", 50); // short form even with file names on
         ioLog.logFileLine(nullptr, 7, Category::Debug, "null file");
+
+        logger.initialize(temp.file("second.log"));
+        ioLog.logFileLine("Source/IO.cpp", 122, Category::Info, "two");
         logger.cleanUp();
         EXPECT_FALSE(logger.isOpen());
         ioLog.log(Category::Info, "after cleanUp");
-    }
-    EXPECT_EQ(file.read(), "[Error][PlatformIO] Cannot open settings.ini\n"
-                           "[Error][PlatformIO] Cannot open settings.ini (Source/IO.cpp:121)\n"
-                           "[Warning][PlatformIO] no file 50%\n"
-                           "[Debug][PlatformIO] null file\n");
-}
-
-TEST(FileLogger, ReinitializeSwitchesAndTruncates) {
-    TempFile first("tarn-filelogger-first.log");
-    TempFile second("tarn-filelogger-second.log");
-    { std::ofstream(second.path) << "old contents\n"; }
-    {
-        FileLogger logger;
-        logger.setMinimumCategory(Category::Warning);
-        logger.initialize(first.path.string());
-        ioLog.log(Category::Warning, "one");
-        ioLog.log(Category::Info, "below the minimum");
-        logger.initialize(second.path.string());
-        ioLog.log(Category::Error, "two");
-
         // A path that cannot be opened leaves the logger closed, silently.
-        logger.initialize((first.path.parent_path() / "no-such-dir" / "x.log").string());
+        logger.initialize(temp.file("no-such-dir/x.log"));
         EXPECT_FALSE(logger.isOpen());
         ioLog.log(Category::Error, "lost");
     }
-    EXPECT_EQ(first.read(), "[Warning][PlatformIO] one\n");
-    EXPECT_EQ(second.read(), "[Error][PlatformIO] two\n");
+    EXPECT_EQ(readText(temp, "first.log"),
+              "[Error][PlatformIO] Cannot open settings.ini\n"
+              "[Error][PlatformIO] Cannot open settings.ini (Source/IO.cpp:121)\n"
+              "[Warning][PlatformIO] no file 50%\n"
+              "[Debug][PlatformIO] null file\n");
+    EXPECT_EQ(readText(temp, "second.log"), "[Info][PlatformIO] two (Source/IO.cpp:122)\n");
 }
 
 namespace {
 
-struct Received {
-    std::string kind, file, message, name;
-    int line, category;
-};
-std::vector<Received> received;
+std::vector<std::string> received;
 
 void plainCallback(const char* message, const char* name, int category) {
-    received.push_back({"plain", "", message, name, 0, category});
+    received.push_back("plain " + std::to_string(category) + " " + name + ": " + message);
 }
 
 void fileLineCallback(const char* file, int line, const char* message, const char* name, int category) {
-    received.push_back({"fileLine", file, message, name, line, category});
+    received.push_back("fileLine " + std::to_string(category) + " " + name + " " + file + ":" +
+                       std::to_string(line) + ": " + message);
 }
 
 } // namespace
@@ -100,7 +77,6 @@ void fileLineCallback(const char* file, int line, const char* message, const cha
 TEST(RedirectedLogger, RoutesByFileAndCallbacks) {
     received.clear();
     RedirectedLogger logger;
-    EXPECT_EQ(logger.getLoggerCallback(), nullptr);
     ioLog.log(Category::Info, "nobody listens");
 
     logger.setFileLineLoggerCallback(fileLineCallback);
@@ -115,20 +91,8 @@ TEST(RedirectedLogger, RoutesByFileAndCallbacks) {
     logger.setFileLineLoggerCallback(nullptr);
     ioLog.logFileLine("Net.cpp", 11, Category::Debug, "falls back");
 
-    ASSERT_EQ(received.size(), 4u);
-    EXPECT_EQ(received[0].kind, "fileLine");
-    EXPECT_EQ(received[0].file, "Net.cpp");
-    EXPECT_EQ(received[0].line, 9);
-    EXPECT_EQ(received[0].message, "with file");
-    EXPECT_EQ(received[0].name, "PlatformIO");
-    EXPECT_EQ(received[0].category, 3);
-    EXPECT_EQ(received[1].kind, "plain");
-    EXPECT_EQ(received[1].message, "plain");
-    EXPECT_EQ(received[1].category, 4);
-    EXPECT_EQ(received[2].kind, "fileLine");
-    EXPECT_EQ(received[2].line, 10);
-    EXPECT_EQ(received[2].category, 0);
-    EXPECT_EQ(received[3].kind, "plain");
-    EXPECT_EQ(received[3].message, "falls back");
-    EXPECT_EQ(received[3].category, 1);
+    EXPECT_EQ(received, (std::vector<std::string>{"fileLine 3 PlatformIO Net.cpp:9: with file",
+                                                  "plain 4 PlatformIO: plain",
+                                                  "fileLine 0 PlatformIO Net.cpp:10: still file-line",
+                                                  "plain 1 PlatformIO: falls back"}));
 }

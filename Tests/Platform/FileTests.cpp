@@ -11,6 +11,7 @@
 #include <cstring>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #if !defined(_WIN32)
@@ -52,6 +53,7 @@ struct Reader {
     std::unique_ptr<FileContents> (*read)(const std::string&, uint64_t, uint64_t);
 };
 
+// Also checks that the callback runs exactly once, before the call returns.
 std::unique_ptr<FileContents> readAsync(const std::string& path, uint64_t offset, uint64_t size) {
     std::unique_ptr<FileContents> result;
     int calls = 0;
@@ -73,61 +75,38 @@ TEST(ReadFile, RangeRulesAndTheirMessages) {
     temp.write("ten.bin", "0123456789");
     temp.write("empty.bin", "");
     const std::string ten = temp.file("ten.bin");
+    const std::tuple<std::string, uint64_t, uint64_t, std::string> good[] = {
+        {ten, 4, 6, "456789"},
+        {ten, 0, 0, "0123456789"},
+        {ten, 9, 1, "9"},
+        {temp.file("empty.bin"), 0, 0, ""}};
+    const std::tuple<std::string, uint64_t, uint64_t, std::string> bad[] = {
+        {ten, 4, 7, "offset (4) + size(7) is greater than filesize (10)"},
+        {ten, 10, 1, "offset (10) + size(1) is greater than filesize (10)"},
+        {ten, 11, 1, "offset (11) is greater than filesize (10)"},
+        {ten, 3, 0, "Illegal range, trying to read zero bytes from offset (3)"},
+        {ten, UINT64_MAX, 2, "offset (18446744073709551615) is greater than filesize (10)"}, // would wrap
+        {temp.file("missing.bin"), 0, 0, "Failed to open file " + temp.file("missing.bin")},
+        {temp.path(), 0, 0, "Failed to open file " + temp.path()}}; // a directory is not a file
     for (const Reader& reader : Readers) {
         SCOPED_TRACE(reader.name);
-        const std::string prefix = std::string("[Error][PlatformIO] Tarn::IO::") + reader.name + ": ";
         LogCapture capture;
-
-        auto tail = reader.read(ten, 4, 6);
-        ASSERT_TRUE(tail);
-        EXPECT_EQ(bytesOf(*tail), "456789");
-        EXPECT_EQ(tail->origin().to_string(), ten);
-        auto whole = reader.read(ten, 0, 0);
-        ASSERT_TRUE(whole);
-        EXPECT_EQ(bytesOf(*whole), "0123456789");
-        auto last = reader.read(ten, 9, 1);
-        ASSERT_TRUE(last);
-        EXPECT_EQ(bytesOf(*last), "9");
-        auto empty = reader.read(temp.file("empty.bin"), 0, 0);
-        ASSERT_TRUE(empty);
-        EXPECT_EQ(empty->size, 0u);
-        EXPECT_EQ(empty->origin().to_string(), temp.file("empty.bin"));
+        for (const auto& [path, offset, size, expected] : good) {
+            auto contents = reader.read(path, offset, size);
+            ASSERT_TRUE(contents) << path << " " << offset;
+            EXPECT_EQ(bytesOf(*contents), expected);
+            EXPECT_EQ(contents->origin().to_string(), path);
+        }
         EXPECT_EQ(capture.count(), 0u);
-
-        EXPECT_FALSE(reader.read(ten, 4, 7));
-        EXPECT_FALSE(reader.read(ten, 10, 1));
-        EXPECT_FALSE(reader.read(ten, 11, 1));
-        EXPECT_FALSE(reader.read(ten, 3, 0));
-        EXPECT_FALSE(reader.read(ten, UINT64_MAX, 2)); // offset + size would wrap around
-        EXPECT_FALSE(reader.read(temp.file("missing.bin"), 0, 0));
-        EXPECT_FALSE(reader.read(temp.path(), 0, 0)); // a directory is not a file
-        const std::vector<std::string> expected = {
-            prefix + "offset (4) + size(7) is greater than filesize (10)",
-            prefix + "offset (10) + size(1) is greater than filesize (10)",
-            prefix + "offset (11) is greater than filesize (10)",
-            prefix + "Illegal range, trying to read zero bytes from offset (3)",
-            prefix + "offset (18446744073709551615) is greater than filesize (10)",
-            prefix + "Failed to open file " + temp.file("missing.bin"),
-            prefix + "Failed to open file " + temp.path(),
-        };
-        EXPECT_EQ(capture.lines(), expected);
+        for (const auto& [path, offset, size, message] : bad) {
+            capture.clear();
+            EXPECT_FALSE(reader.read(path, offset, size));
+            EXPECT_EQ(capture.lines(),
+                      std::vector<std::string>{std::string("[Error][PlatformIO] Tarn::IO::") + reader.name +
+                                               ": " + message});
+        }
     }
-}
-
-TEST(ReadFile, AsyncCallsBackOnceBeforeReturningAndMayKeepTheContents) {
-    TempDir temp;
-    temp.write("f.bin", "abc");
-    std::vector<bool> received;
-    IO::readFileAsync(temp.file("missing"),
-                      [&](std::unique_ptr<FileContents>&& c) { received.push_back(!!c); });
-    EXPECT_EQ(received, std::vector<bool>{false});
-
-    std::unique_ptr<FileContents> kept;
-    IO::readFileAsync(temp.file("f.bin"), [&](std::unique_ptr<FileContents>&& c) { kept = std::move(c); });
-    ASSERT_TRUE(kept);
-    EXPECT_EQ(bytesOf(*kept), "abc");
-
-    EXPECT_THROW(IO::readFileAsync(temp.file("f.bin"), IO::ReadCallback()), std::bad_function_call);
+    EXPECT_THROW(IO::readFileAsync(ten, IO::ReadCallback()), std::bad_function_call);
 }
 
 TEST(FileContents, TakeMovesTheBufferOutOnceAndTakeCopyCopies) {
@@ -301,18 +280,14 @@ TEST(FileHandle, OpenModesReadWriteAndSharing) {
     TempDir temp;
     LogCapture capture;
     const std::string path = temp.file("h.bin");
-    EXPECT_FALSE(FileHandle::open(path, OpenMode::OpenExisting, AccessMode::Read));
-    EXPECT_FALSE(FileHandle::open(path, OpenMode::TruncateExisting, AccessMode::Write));
     const std::string prefix =
         "[Error][FileHandle] Tarn::FileHandle::open(): Failed to open " + path + ". Error: ";
-    ASSERT_EQ(capture.count(), 2u);
-    for (const std::string& line : capture.lines()) {
-        EXPECT_EQ(line.rfind(prefix, 0), 0u) << line;
-        EXPECT_GT(line.size(), prefix.size() + 1) << line;
-        EXPECT_EQ(line.back(), '.');
+    for (OpenMode mode : {OpenMode::OpenExisting, OpenMode::TruncateExisting}) {
+        EXPECT_FALSE(FileHandle::open(path, mode, AccessMode::Write));
+        ASSERT_TRUE(loggedOnce(capture, prefix));
+        EXPECT_EQ(capture.lines()[0].back(), '.');
+        capture.clear();
     }
-    capture.clear();
-
     {
         auto writer = FileHandle::open(path, OpenMode::CreateNew, AccessMode::Write);
         ASSERT_TRUE(writer);

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 
 using namespace Tarn;
 using Tarn::Testing::LogCapture;
@@ -39,85 +40,53 @@ TEST(PathText, AbsoluteIsALeadingSeparatorOrADriveColon) {
 }
 
 TEST(PathText, CombineFollowsTheAppendRule) {
-    EXPECT_EQ(IO::combine("a", "b"), "a\\b");
-    EXPECT_EQ(IO::combine("a\\", "b"), "a\\b");
-    EXPECT_EQ(IO::combine("a/", "b"), "a/b");
-    EXPECT_EQ(IO::combine("a", "b/c"), "a\\b/c");
-    EXPECT_EQ(IO::combine("", "b"), "b");
-    EXPECT_EQ(IO::combine("a", ""), "a\\");
-    EXPECT_EQ(IO::combine("a", "C:\\x"), "C:\\x");
-    EXPECT_EQ(IO::combine("/usr", "/etc"), "/etc");
-    EXPECT_EQ(IO::combine("C:\\a", "\\x"), "C:\\x");
-    EXPECT_EQ(IO::combine("D:\\a", "C:x"), "C:x");
-    EXPECT_EQ(IO::combine("C:", "b"), "C:b");
-    EXPECT_EQ(IO::combine("C:\\", "b"), "C:\\b");
-    EXPECT_EQ(IO::combine("\\\\srv\\share", "x"), "\\\\srv\\share\\x");
-}
-
-TEST(PathText, ParentPathDropsTheLastElementButNeverTheRoot) {
-    EXPECT_EQ(IO::parentPath("a\\b\\c"), "a\\b");
-    EXPECT_EQ(IO::parentPath("a/b\\c"), "a/b");
-    EXPECT_EQ(IO::parentPath("a\\b\\"), "a\\b");
-    EXPECT_EQ(IO::parentPath("a\\\\b"), "a");
-    EXPECT_EQ(IO::parentPath("a"), "");
-    EXPECT_EQ(IO::parentPath(""), "");
-    EXPECT_EQ(IO::parentPath("C:\\a"), "C:\\");
-    EXPECT_EQ(IO::parentPath("C:\\"), "C:\\");
-    EXPECT_EQ(IO::parentPath("C:a"), "C:");
-    EXPECT_EQ(IO::parentPath("/x"), "/");
-    EXPECT_EQ(IO::parentPath("\\\\srv\\share\\x"), "\\\\srv\\share");
-}
-
-TEST(PathText, FileNameStemAndExtensionCorners) {
-    struct Case {
-        const char* path;
-        const char* fileName;
-        const char* stem;
-        const char* extension;
-    };
-    const Case cases[] = {
-        {"dir.d\\file", "file", "file", ""},
-        {"a.tar.gz", "a.tar.gz", "a.tar", ".gz"},
-        {"x/.bashrc", ".bashrc", ".bashrc", ""},
-        {"..", "..", "..", ""},
-        {".", ".", ".", ""},
-        {"a.", "a.", "a", "."},
-        {"..x", "..x", ".", ".x"},
-        {"dir\\", "", "", ""},
-        {"a/b\\c.txt", "c.txt", "c", ".txt"},
-        {"C:x.y", "x.y", "x", ".y"},
-        {"C:", "", "", ""},
-        {"file", "file", "file", ""},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(IO::fileName(c.path), c.fileName) << c.path;
-        EXPECT_EQ(IO::stem(c.path), c.stem) << c.path;
-        EXPECT_EQ(IO::extension(c.path), c.extension) << c.path;
+    using Row = std::tuple<const char*, const char*, const char*>;
+    for (const auto& [a, b, expected] :
+         {Row{"a", "b", "a\\b"}, Row{"a\\", "b", "a\\b"}, Row{"a/", "b", "a/b"}, Row{"a", "b/c", "a\\b/c"},
+          Row{"", "b", "b"}, Row{"a", "", "a\\"}, Row{"a", "C:\\x", "C:\\x"}, Row{"/usr", "/etc", "/etc"},
+          Row{"C:\\a", "\\x", "C:\\x"}, Row{"D:\\a", "C:x", "C:x"}, Row{"C:", "b", "C:b"},
+          Row{"C:\\", "b", "C:\\b"}, Row{"\\\\srv\\share", "x", "\\\\srv\\share\\x"}}) {
+        EXPECT_EQ(IO::combine(a, b), expected) << a << " + " << b;
     }
-}
-
-TEST(PathText, RelativePathOfOneArgumentStripsTheRoot) {
-    EXPECT_EQ(IO::relativePath("C:\\a\\b"), "a\\b");
-    EXPECT_EQ(IO::relativePath("C:a"), "a");
-    EXPECT_EQ(IO::relativePath("/a/b"), "a/b");
-    EXPECT_EQ(IO::relativePath("\\\\srv\\share\\x"), "share\\x");
-    EXPECT_EQ(IO::relativePath("a\\b"), "a\\b");
     EXPECT_EQ(IO::pathSeparator, '\\');
 }
 
+TEST(PathText, ParentNeverLosesTheRootAndRelativePathStripsIt) {
+    using Row = std::tuple<const char*, const char*, const char*>; // {path, parentPath, relativePath}
+    for (const auto& [path, parent, relative] :
+         {Row{"a\\b\\c", "a\\b", "a\\b\\c"}, Row{"a/b\\c", "a/b", "a/b\\c"}, Row{"a\\b\\", "a\\b", "a\\b\\"},
+          Row{"a\\\\b", "a", "a\\\\b"}, Row{"a", "", "a"}, Row{"", "", ""}, Row{"C:\\a", "C:\\", "a"},
+          Row{"C:\\", "C:\\", ""}, Row{"C:a", "C:", "a"}, Row{"/x", "/", "x"},
+          Row{"C:\\a\\b", "C:\\a", "a\\b"}, Row{"/a/b", "/a", "a/b"},
+          Row{"\\\\srv\\share\\x", "\\\\srv\\share", "share\\x"}}) {
+        EXPECT_EQ(IO::parentPath(path), parent) << path;
+        EXPECT_EQ(IO::relativePath(path), relative) << path;
+    }
+}
+
+TEST(PathText, FileNameStemAndExtensionCorners) {
+    // {path, fileName, stem, extension}
+    using Row = std::tuple<const char*, const char*, const char*, const char*>;
+    for (const auto& [path, fileName, stem, extension] :
+         {Row{"dir.d\\file", "file", "file", ""}, Row{"a.tar.gz", "a.tar.gz", "a.tar", ".gz"},
+          Row{"x/.bashrc", ".bashrc", ".bashrc", ""}, Row{"..", "..", "..", ""}, Row{".", ".", ".", ""},
+          Row{"a.", "a.", "a", "."}, Row{"..x", "..x", ".", ".x"}, Row{"dir\\", "", "", ""},
+          Row{"a/b\\c.txt", "c.txt", "c", ".txt"}, Row{"C:x.y", "x.y", "x", ".y"}, Row{"C:", "", "", ""},
+          Row{"file", "file", "file", ""}}) {
+        EXPECT_EQ(IO::fileName(path), fileName) << path;
+        EXPECT_EQ(IO::stem(path), stem) << path;
+        EXPECT_EQ(IO::extension(path), extension) << path;
+    }
+}
+
 TEST(PathText, ReplaceAllNeverRescansInsertedText) {
-    std::string text = "aaa";
-    IO::replaceAll(text, "a", "aa");
-    EXPECT_EQ(text, "aaaaaa");
-    text = "ab";
-    IO::replaceAll(text, "b", "bb");
-    EXPECT_EQ(text, "abb");
-    text = "abcabc";
-    IO::replaceAll(text, "bc", "");
-    EXPECT_EQ(text, "aa");
-    text = "abc";
-    IO::replaceAll(text, "", "x");
-    EXPECT_EQ(text, "abc");
+    for (const auto& [input, from, to, expected] :
+         {std::tuple{"aaa", "a", "aa", "aaaaaa"}, std::tuple{"ab", "b", "bb", "abb"},
+          std::tuple{"abcabc", "bc", "", "aa"}, std::tuple{"abc", "", "x", "abc"}}) {
+        std::string text = input;
+        IO::replaceAll(text, from, to);
+        EXPECT_EQ(text, expected) << input;
+    }
 }
 
 TEST(PathsOnDisk, AbsoluteCanonicalAndRelativeToABase) {
@@ -168,6 +137,11 @@ TEST(Environment, AutoExpansionRules) {
     }
     EXPECT_EQ(capture.count(), 0u);
     EXPECT_EQ(IO::expandPath("%TarnTestHome%\\x"), "/h\\x");
+    // One variable by name: an undefined one keeps its percent signs, an oversized value is dropped.
+    EXPECT_EQ(IO::expandEnvironmentVariable("TarnTestHome"), "/h");
+    EXPECT_EQ(IO::expandEnvironmentVariable("TarnTestNope"), "%TarnTestNope%");
+    ScopedEnvironmentVariable huge("TarnTestHuge", std::string(3000, 'y').c_str());
+    EXPECT_EQ(IO::expandEnvironmentVariable("TarnTestHuge"), "");
 }
 
 TEST(Environment, SelfReferenceStopsAfterABoundedNumberOfReplacements) {
@@ -189,15 +163,6 @@ TEST(Environment, SelfReferenceStopsAfterABoundedNumberOfReplacements) {
     IO::autoExpandEnvironmentVariables(text);
     EXPECT_EQ(text, "%TarnTestPing%"); // an even number of swaps
     EXPECT_EQ(capture.lines(), std::vector<std::string>{warning});
-}
-
-TEST(Environment, SingleVariableKeepsAnUndefinedNameBetweenPercentSigns) {
-    ScopedEnvironmentVariable home("TarnTestHome", "/h");
-    ScopedEnvironmentVariable nope("TarnTestNope", nullptr);
-    EXPECT_EQ(IO::expandEnvironmentVariable("TarnTestHome"), "/h");
-    EXPECT_EQ(IO::expandEnvironmentVariable("TarnTestNope"), "%TarnTestNope%");
-    ScopedEnvironmentVariable huge("TarnTestHuge", std::string(3000, 'y').c_str());
-    EXPECT_EQ(IO::expandEnvironmentVariable("TarnTestHuge"), "");
 }
 
 TEST(Folders, StandardFoldersEndInTheirSubfolders) {
