@@ -24,8 +24,14 @@ using Tarn::Testing::LogCapture;
 using Tarn::Testing::TempDir;
 using OpenMode = FileHandle::OpenMode;
 using AccessMode = FileHandle::AccessMode;
+using Protection = FileHandle::ProtectionMode;
+using Lines = std::vector<std::string>;
 
 namespace {
+
+std::shared_ptr<FileHandle> openToRead(const std::string& path) {
+    return FileHandle::open(path, OpenMode::OpenExisting, AccessMode::Read);
+}
 
 std::string bytesOf(const FileContents& contents) {
     return std::string(reinterpret_cast<const char*>(contents.data), contents.size);
@@ -35,9 +41,14 @@ std::string bytesOf(const Memory::MemoryBuffer& buffer) {
     return std::string(reinterpret_cast<const char*>(buffer.data()), buffer.size());
 }
 
+std::string readBack(const std::string& path) {
+    const auto contents = IO::readFileSync(path);
+    return contents ? bytesOf(*contents) : "<not readable>";
+}
+
 /// True when exactly one line was logged and it starts with `prefix` followed by some system text.
 ::testing::AssertionResult loggedOnce(const LogCapture& capture, const std::string& prefix) {
-    const std::vector<std::string> lines = capture.lines();
+    const Lines lines = capture.lines();
     if (lines.size() != 1) {
         return ::testing::AssertionFailure() << lines.size() << " lines logged";
     }
@@ -102,8 +113,7 @@ TEST(ReadFile, RangeRulesAndTheirMessages) {
             capture.clear();
             EXPECT_FALSE(reader.read(path, offset, size));
             EXPECT_EQ(capture.lines(),
-                      std::vector<std::string>{std::string("[Error][PlatformIO] Tarn::IO::") + reader.name +
-                                               ": " + message});
+                      Lines{std::string("[Error][PlatformIO] Tarn::IO::") + reader.name + ": " + message});
         }
     }
     EXPECT_THROW(IO::readFileAsync(ten, IO::ReadCallback()), std::bad_function_call);
@@ -152,9 +162,7 @@ TEST(WriteFile, CreatesDirectoriesTruncatesAndRoundTripsOddPaths) {
     // Invalid UTF-8 and paths beyond 260 characters still round-trip (or fail cleanly).
     const std::string odd = temp.file("bad\xff\xfe.bin");
     if (IO::writeBinaryFile(odd, "1", 1)) {
-        auto back = IO::readFileSync(odd);
-        ASSERT_TRUE(back);
-        EXPECT_EQ(bytesOf(*back), "1");
+        EXPECT_EQ(readBack(odd), "1");
     }
     std::string longPath = temp.path();
     while (longPath.size() < 300) {
@@ -163,16 +171,14 @@ TEST(WriteFile, CreatesDirectoriesTruncatesAndRoundTripsOddPaths) {
     longPath += "/file.bin";
     ASSERT_TRUE(IO::writeBinaryFile(longPath, "long", 4));
     EXPECT_EQ(IO::getFileSize(longPath), 4u);
-    auto back = IO::readFileSync(longPath);
-    ASSERT_TRUE(back);
-    EXPECT_EQ(bytesOf(*back), "long");
+    EXPECT_EQ(readBack(longPath), "long");
     EXPECT_EQ(capture.count(), 0u);
 
     // A file where a directory is needed.
     temp.write("plain", "x");
     EXPECT_FALSE(IO::writeBinaryFile(temp.file("plain/inner.bin"), "x", 1));
-    EXPECT_EQ(capture.lines(), std::vector<std::string>{"[Error][PlatformIO] Tarn::IO::createDirectories(" +
-                                                        temp.file("plain") + ") failed."});
+    EXPECT_EQ(capture.lines(),
+              Lines{"[Error][PlatformIO] Tarn::IO::createDirectories(" + temp.file("plain") + ") failed."});
     capture.clear();
     EXPECT_FALSE(IO::writeBinaryFile(temp.path(), "x", 1)); // a directory where a file is needed
     EXPECT_TRUE(loggedOnce(capture, "[Error][PlatformIO] Tarn::IO::writeBinaryFile(" + temp.path() + "): "));
@@ -187,8 +193,8 @@ TEST(FileServices, TextCopyDirectoriesSizesTimesAndRemoval) {
     EXPECT_EQ(text, "one\ntwo\rthree\n");
     EXPECT_FALSE(IO::readTextFile(text, temp.file("none.txt")));
     EXPECT_EQ(text, "one\ntwo\rthree\n");
-    EXPECT_EQ(capture.lines(), std::vector<std::string>{"[Error][PlatformIO] Tarn::IO::readTextFile(" +
-                                                        temp.file("none.txt") + "): Failed to open file."});
+    EXPECT_EQ(capture.lines(), Lines{"[Error][PlatformIO] Tarn::IO::readTextFile(" + temp.file("none.txt") +
+                                     "): Failed to open file."});
     capture.clear();
 
     temp.write("to.txt", "something longer");
@@ -355,47 +361,44 @@ TEST(FileHandle, MappingRules) {
     temp.write("empty.bin", "");
     LogCapture capture;
 
-    auto handle = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    auto handle = openToRead(temp.file("m.bin"));
     ASSERT_TRUE(handle);
-    const void* view = IO::mapFile(handle, FileHandle::ProtectionMode::ReadWrite, 0, 0);
+    const void* view = IO::mapFile(handle, Protection::ReadWrite, 0, 0);
     ASSERT_TRUE(view);
     EXPECT_TRUE(handle->isMapped());
     EXPECT_EQ(handle->getMappedMemory(), view);
     EXPECT_EQ(std::memcmp(view, bytes.data(), bytes.size()), 0);
-    EXPECT_EQ(handle->map(FileHandle::ProtectionMode::ReadOnly, 0, 16), nullptr);
+    EXPECT_EQ(handle->map(Protection::ReadOnly, 0, 16), nullptr);
     IO::unmapFile(handle);
     EXPECT_FALSE(handle->isMapped());
     handle->unmap();
-    EXPECT_EQ(capture.lines(), (std::vector<std::string>{
-                                   "[Error][FileHandle] File handle cannot be mapped multiple times.",
-                                   "[Warning][FileHandle] Cannot unmap file without mapped memory address "
-                                   "(file mapping may have failed)."}));
+    EXPECT_EQ(capture.lines(), (Lines{"[Error][FileHandle] File handle cannot be mapped multiple times.",
+                                      "[Warning][FileHandle] Cannot unmap file without mapped memory address "
+                                      "(file mapping may have failed)."}));
     capture.clear();
 
     // A window at an offset that every platform's granularity divides.
-    const auto* window =
-        static_cast<const char*>(handle->map(FileHandle::ProtectionMode::ReadOnly, 65536, 100));
+    const auto* window = static_cast<const char*>(handle->map(Protection::ReadOnly, 65536, 100));
     ASSERT_TRUE(window);
     EXPECT_EQ(std::string(window, 100), bytes.substr(65536, 100));
     handle->close();
     EXPECT_FALSE(handle->isMapped());
-    EXPECT_EQ(handle->map(FileHandle::ProtectionMode::ReadOnly, 0, 0), nullptr);
-    EXPECT_EQ(IO::mapFile(nullptr, FileHandle::ProtectionMode::ReadOnly, 0, 0), nullptr);
+    EXPECT_EQ(handle->map(Protection::ReadOnly, 0, 0), nullptr);
+    EXPECT_EQ(IO::mapFile(nullptr, Protection::ReadOnly, 0, 0), nullptr);
     IO::unmapFile(nullptr);
-    EXPECT_EQ(capture.lines(),
-              std::vector<std::string>{"[Error][FileHandle] Cannot map invalid file handle."});
+    EXPECT_EQ(capture.lines(), Lines{"[Error][FileHandle] Cannot map invalid file handle."});
     capture.clear();
 
-    auto empty = FileHandle::open(temp.file("empty.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    auto empty = openToRead(temp.file("empty.bin"));
     ASSERT_TRUE(empty);
-    EXPECT_EQ(empty->map(FileHandle::ProtectionMode::ReadOnly, 0, 0), nullptr);
+    EXPECT_EQ(empty->map(Protection::ReadOnly, 0, 0), nullptr);
     EXPECT_TRUE(loggedOnce(capture, "[Error][FileHandle] map(): CreateFileMapping failed. Last error: "));
     capture.clear();
 
     // Beyond the end of the file: no view, and the handle stays usable.
-    auto again = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    auto again = openToRead(temp.file("m.bin"));
     ASSERT_TRUE(again);
-    EXPECT_EQ(again->map(FileHandle::ProtectionMode::ReadOnly, 0, bytes.size() + 1), nullptr);
+    EXPECT_EQ(again->map(Protection::ReadOnly, 0, bytes.size() + 1), nullptr);
     EXPECT_EQ(capture.count(), 1u);
     EXPECT_FALSE(again->isMapped());
 }
@@ -403,51 +406,42 @@ TEST(FileHandle, MappingRules) {
 TEST(FileHandle, MovingAMappedHandleIsAsserted) {
     TempDir temp;
     temp.write("m.bin", std::string(4096, 'm'));
-    auto source = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    auto source = openToRead(temp.file("m.bin"));
     ASSERT_TRUE(source);
-    {
-        AssertRecorder recorder;
-        FileHandle moved(std::move(*source));
-        EXPECT_TRUE(recorder.empty());
-        EXPECT_TRUE(moved.isOpen());
-        EXPECT_FALSE(source->isOpen());
+    AssertRecorder recorder;
+    FileHandle moved(std::move(*source));
+    FileHandle target;
+    target = std::move(moved);
+    EXPECT_TRUE(recorder.empty());
+    EXPECT_FALSE(source->isOpen());
+    EXPECT_FALSE(moved.isOpen());
+    EXPECT_TRUE(target.isOpen());
 
-        FileHandle target;
-        target = std::move(moved);
-        EXPECT_TRUE(recorder.empty());
-        EXPECT_TRUE(target.isOpen());
-        EXPECT_FALSE(moved.isOpen());
+    ASSERT_TRUE(target.map(Protection::ReadOnly, 0, 0));
+    FileHandle stolen(std::move(target));
+    EXPECT_EQ(recorder.texts(), Lines{"move.mappedMemory == nullptr"});
+    target.unmap();
+    target.close();
+    stolen.close();
 
-        ASSERT_TRUE(target.map(FileHandle::ProtectionMode::ReadOnly, 0, 0));
-        FileHandle stolen(std::move(target));
-        EXPECT_TRUE(recorder.saw("move.mappedMemory == nullptr"));
-        recorder.clear();
-        target.unmap();
-        target.close();
-        stolen.close();
-    }
-    {
-        AssertRecorder recorder;
-        auto a = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
-        auto b = FileHandle::open(temp.file("m.bin"), OpenMode::OpenExisting, AccessMode::Read);
-        ASSERT_TRUE(a && b);
-        ASSERT_TRUE(a->map(FileHandle::ProtectionMode::ReadOnly, 0, 0));
-        ASSERT_TRUE(b->map(FileHandle::ProtectionMode::ReadOnly, 0, 0));
-        *a = std::move(*b);
-        EXPECT_EQ(recorder.texts(),
-                  (std::vector<std::string>{"mappedMemory == nullptr", "move.mappedMemory == nullptr"}));
-        b->unmap();
-    }
+    recorder.clear();
+    auto a = openToRead(temp.file("m.bin"));
+    auto b = openToRead(temp.file("m.bin"));
+    ASSERT_TRUE(a && b);
+    ASSERT_TRUE(a->map(Protection::ReadOnly, 0, 0));
+    ASSERT_TRUE(b->map(Protection::ReadOnly, 0, 0));
+    *a = std::move(*b);
+    EXPECT_EQ(recorder.texts(), (Lines{"mappedMemory == nullptr", "move.mappedMemory == nullptr"}));
+    b->unmap();
 }
 
 #if !defined(_WIN32)
 TEST(FileHandleDeathTest, WritingThroughAViewFaults) {
     TempDir temp;
     temp.write("ro.bin", std::string(4096, 'r'));
-    auto handle = FileHandle::open(temp.file("ro.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    auto handle = openToRead(temp.file("ro.bin"));
     ASSERT_TRUE(handle);
-    auto* view = static_cast<volatile char*>(
-        const_cast<void*>(handle->map(FileHandle::ProtectionMode::ReadWrite, 0, 0)));
+    auto* view = static_cast<volatile char*>(const_cast<void*>(handle->map(Protection::ReadWrite, 0, 0)));
     ASSERT_TRUE(view);
     EXPECT_DEATH(view[0] = 'w', "");
     EXPECT_EQ(view[0], 'r');
@@ -456,9 +450,9 @@ TEST(FileHandleDeathTest, WritingThroughAViewFaults) {
 TEST(FileHandle, AViewOutlivesTheRemovalOfItsFile) {
     TempDir temp;
     temp.write("gone.bin", "still here");
-    auto handle = FileHandle::open(temp.file("gone.bin"), OpenMode::OpenExisting, AccessMode::Read);
+    auto handle = openToRead(temp.file("gone.bin"));
     ASSERT_TRUE(handle);
-    const auto* view = static_cast<const char*>(handle->map(FileHandle::ProtectionMode::ReadOnly, 0, 0));
+    const auto* view = static_cast<const char*>(handle->map(Protection::ReadOnly, 0, 0));
     ASSERT_TRUE(view);
     EXPECT_TRUE(IO::remove(temp.file("gone.bin")));
     EXPECT_EQ(std::string(view, 10), "still here");
@@ -474,9 +468,8 @@ TEST(ReadFile, PermissionDeniedIsAnOpenFailure) {
     std::filesystem::permissions(temp.file("locked.bin"), std::filesystem::perms::none);
     LogCapture capture;
     EXPECT_FALSE(IO::readFileSync(temp.file("locked.bin")));
-    EXPECT_EQ(capture.lines(),
-              std::vector<std::string>{"[Error][PlatformIO] Tarn::IO::readFileSync: Failed to open file " +
-                                       temp.file("locked.bin")});
+    EXPECT_EQ(capture.lines(), Lines{"[Error][PlatformIO] Tarn::IO::readFileSync: Failed to open file " +
+                                     temp.file("locked.bin")});
 }
 #endif
 
