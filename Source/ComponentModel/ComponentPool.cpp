@@ -52,8 +52,11 @@ ComponentHandle ComponentPoolBase::allocateComponent() {
 
 void ComponentPoolBase::deallocateComponent(ComponentHandle handle) {
     Component* component = retireComponent(handle);
-    if (component && destructFn)
+    if (!component)
+        return;
+    if (destructFn)
         destructFn(component);
+    markReleased(component);
 }
 
 void ComponentPoolBase::resize(uint32_t newCapacity) {

@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <type_traits>
 
@@ -124,8 +125,8 @@ protected:
         return handle;
     }
 
-    // Takes the handle's component out of the live range and bumps its generation; the caller
-    // destroys it. Null, after an assertion, when the handle names no live component of this pool
+    // Takes the handle's component out of the live range; the caller destroys it and then calls
+    // markReleased. Null, after an assertion, when the handle names no live component of this pool
     // (stale, released twice, or another pool's): the slot may hold a new component by then, which
     // must not be released in its place.
     Component* retireComponent(ComponentHandle handle) {
@@ -139,8 +140,20 @@ protected:
         roster[next] = roster[rosterIndex];
         roster[rosterIndex] = moved;
         slotComponent(moved)->rosterIndex = rosterIndex;
-        ++component->generation;
         return component;
+    }
+
+    // Bumps the generation of a destroyed component so that its handles stop resolving. It must
+    // come after the destructor: a store into an object whose lifetime then ends is dead to the
+    // optimiser (GCC removes it once the destructor is inlined), so the new stamp is written into
+    // the slot's bytes, which outlive the object.
+    static void markReleased(Component* component) noexcept {
+        unsigned char* const bytes =
+            reinterpret_cast<unsigned char*>(component) + offsetof(Component, generation);
+        uint16_t generation = 0;
+        std::memcpy(&generation, bytes, sizeof generation);
+        ++generation;
+        std::memcpy(bytes, &generation, sizeof generation);
     }
 
     uint32_t next;
@@ -218,8 +231,10 @@ public:
     /// Destroys the component the handle names; a handle that names no live component of this
     /// pool raises an assertion and changes nothing.
     void release(ComponentHandle handle) {
-        if (Component* component = retireComponent(handle))
+        if (Component* component = retireComponent(handle)) {
             static_cast<T*>(component)->~T();
+            markReleased(component);
+        }
     }
     /// The component a handle names, or null when it was released (or belongs to another pool).
     T* get(ComponentHandle handle) const {
