@@ -94,10 +94,7 @@ void IntrusiveList::pushFront(IntrusiveNode* node) {
     head = node;
 
 #if defined(TARN_ENABLE_ASSERTIONS)
-    const std::size_t m = countNodes();
-    TARN_ASSERT(n + 1 == m);
-    TARN_ASSERT(head->prev != nullptr);
-    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
+    checkLinked(n);
 #endif
 }
 
@@ -122,10 +119,7 @@ void IntrusiveList::pushBack(IntrusiveNode* node) {
     tailPrev = node;
 
 #if defined(TARN_ENABLE_ASSERTIONS)
-    const std::size_t m = countNodes();
-    TARN_ASSERT(n + 1 == m);
-    TARN_ASSERT(head->prev != nullptr);
-    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
+    checkLinked(n);
 #endif
 }
 
@@ -163,10 +157,7 @@ void IntrusiveList::insert(IntrusiveNode* prev, IntrusiveNode* node) {
     prev->next = node;
 
 #if defined(TARN_ENABLE_ASSERTIONS)
-    const std::size_t m = countNodes();
-    TARN_ASSERT(n + 1 == m);
-    TARN_ASSERT(head->prev != nullptr);
-    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
+    checkLinked(n);
 #endif
 }
 
@@ -186,6 +177,16 @@ void IntrusiveList::remove(IntrusiveNode* node) {
     TARN_ASSERT(n == m + 1);
 #endif
 }
+
+#if defined(TARN_ENABLE_ASSERTIONS)
+// After a node was linked: one more node than the `n` counted before, and both sentinels intact.
+void IntrusiveList::checkLinked(std::size_t n) const noexcept {
+    const std::size_t m = countNodes();
+    TARN_ASSERT(n + 1 == m);
+    TARN_ASSERT(head->prev != nullptr);
+    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
+}
+#endif
 
 IntrusiveNode* IntrusiveList::popFront() {
     if (head->next == nullptr) {

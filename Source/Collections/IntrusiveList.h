@@ -110,6 +110,9 @@ private:
         return reinterpret_cast<IntrusiveNode*>(const_cast<IntrusiveNode**>(&tail));
     }
     std::size_t countNodes() const noexcept;
+#if defined(TARN_ENABLE_ASSERTIONS)
+    void checkLinked(std::size_t n) const noexcept;
+#endif
     void takeNodes(IntrusiveList& other) noexcept;
 
     IntrusiveNode* head;
