@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstdint>
 
 #if defined(__SSE2__) || defined(_M_X64) || defined(_M_AMD64)
 #include <emmintrin.h>
@@ -88,40 +89,67 @@ bool Polygon::isPointInside(const glm::vec3& p, const std::vector<glm::vec3>& ou
     const float dx = (p.x + 1000000.0f) - p.x;
     const float dy = (p.y + 0.0f) - p.y;
     const glm::vec3* pts = outline.data();
-    unsigned crossings = 0;
-    std::size_t i = 0;
-#if TARN_POLYGON_SSE2
+
     // Only a few edges of an outline straddle p.y, and which ones is unpredictable, so the y-range
-    // test runs on four edges at once and the full crossing test only on the edges that pass it.
-    // The y coordinates are gathered from the packed corners (12 bytes each) with three loads.
-    const float* packed = &pts[0].x;
-    const __m128 py = _mm_set1_ps(p.y);
-    __m128 previousY = _mm_set1_ps(pts[n - 1].y);
-    for (; i + 4 <= n; i += 4) {
-        const __m128 v0 = _mm_loadu_ps(packed + 3 * i);     // x0 y0 z0 x1
-        const __m128 v1 = _mm_loadu_ps(packed + 3 * i + 4); // y1 z1 x2 y2
-        const __m128 v2 = _mm_loadu_ps(packed + 3 * i + 8); // z2 x3 y3 z3
-        const __m128 y01 = _mm_shuffle_ps(v0, v1, _MM_SHUFFLE(0, 0, 1, 1));
-        const __m128 y23 = _mm_shuffle_ps(v1, v2, _MM_SHUFFLE(2, 2, 3, 3));
-        const __m128 by = _mm_shuffle_ps(y01, y23, _MM_SHUFFLE(2, 0, 2, 0)); // edge ends
-        const __m128 carry = _mm_shuffle_ps(previousY, by, _MM_SHUFFLE(0, 0, 3, 3));
-        const __m128 ay = _mm_shuffle_ps(carry, by, _MM_SHUFFLE(2, 1, 2, 0)); // edge starts
-        previousY = by;
-        const __m128 inRange =
-            _mm_and_ps(_mm_cmple_ps(_mm_min_ps(ay, by), py), _mm_cmple_ps(py, _mm_max_ps(ay, by)));
-        unsigned mask = static_cast<unsigned>(_mm_movemask_ps(_mm_and_ps(inRange, _mm_cmpneq_ps(ay, by))));
-        while (mask != 0) {
-            const std::size_t j = i + static_cast<std::size_t>(std::countr_zero(mask));
-            mask &= mask - 1;
-            crossings += edgeCrossed(p, dx, dy, pts[j == 0 ? n - 1 : j - 1], pts[j]);
+    // test is done without branches for 64 corners at a time, from two bits per corner (at or
+    // below p.y, at or above p.y): an edge is tested when one end is at or below and the other at
+    // or above. That also admits a horizontal edge lying on the ray's level, which the rule skips;
+    // its crossing test gives no crossing anyway, since both terms of its denominator are zero
+    // (or NaN). A NaN end sets neither bit, so such an edge is never tested, as with the ordered
+    // comparisons of the rule.
+    uint64_t previousBelow = pts[n - 1].y <= p.y ? 1u : 0u;
+    uint64_t previousAbove = pts[n - 1].y >= p.y ? 1u : 0u;
+    unsigned crossings = 0;
+    for (std::size_t chunk = 0; chunk < n; chunk += 64) {
+        const std::size_t count = std::min<std::size_t>(64, n - chunk);
+        const glm::vec3* corners = pts + chunk;
+        uint64_t below = 0;
+        uint64_t above = 0;
+        std::size_t i = 0;
+#if TARN_POLYGON_SSE2
+        // The y coordinates of four packed corners (12 bytes each) come from three loads and three
+        // shuffles; sixteen corners are gathered before their bits are shifted into place.
+        const float* packed = &corners[0].x;
+        const __m128 py = _mm_set1_ps(p.y);
+        const auto quad = [&](std::size_t at, unsigned& quadBelow, unsigned& quadAbove) {
+            const __m128 v0 = _mm_loadu_ps(packed + 3 * at);     // x0 y0 z0 x1
+            const __m128 v1 = _mm_loadu_ps(packed + 3 * at + 4); // y1 z1 x2 y2
+            const __m128 v2 = _mm_loadu_ps(packed + 3 * at + 8); // z2 x3 y3 z3
+            const __m128 y01 = _mm_shuffle_ps(v0, v1, _MM_SHUFFLE(0, 0, 1, 1));
+            const __m128 y23 = _mm_shuffle_ps(v1, v2, _MM_SHUFFLE(2, 2, 3, 3));
+            const __m128 y = _mm_shuffle_ps(y01, y23, _MM_SHUFFLE(2, 0, 2, 0));
+            quadBelow = static_cast<unsigned>(_mm_movemask_ps(_mm_cmple_ps(y, py)));
+            quadAbove = static_cast<unsigned>(_mm_movemask_ps(_mm_cmpge_ps(y, py)));
+        };
+        for (; i + 16 <= count; i += 16) {
+            unsigned b0, a0, b1, a1, b2, a2, b3, a3;
+            quad(i, b0, a0);
+            quad(i + 4, b1, a1);
+            quad(i + 8, b2, a2);
+            quad(i + 12, b3, a3);
+            below |= static_cast<uint64_t>(b0 | b1 << 4 | b2 << 8 | b3 << 12) << i;
+            above |= static_cast<uint64_t>(a0 | a1 << 4 | a2 << 8 | a3 << 12) << i;
         }
-    }
+        for (; i + 4 <= count; i += 4) {
+            unsigned b0, a0;
+            quad(i, b0, a0);
+            below |= static_cast<uint64_t>(b0) << i;
+            above |= static_cast<uint64_t>(a0) << i;
+        }
 #endif
-    for (; i < n; ++i) {
-        const glm::vec3& a = pts[i == 0 ? n - 1 : i - 1];
-        const glm::vec3& b = pts[i];
-        if (std::min(a.y, b.y) <= p.y && p.y <= std::max(a.y, b.y) && a.y != b.y) {
-            crossings += edgeCrossed(p, dx, dy, a, b);
+        for (; i < count; ++i) {
+            below |= static_cast<uint64_t>(corners[i].y <= p.y) << i;
+            above |= static_cast<uint64_t>(corners[i].y >= p.y) << i;
+        }
+        const uint64_t startBelow = (below << 1) | previousBelow;
+        const uint64_t startAbove = (above << 1) | previousAbove;
+        uint64_t straddling = (startBelow & above) | (startAbove & below);
+        previousBelow = (below >> (count - 1)) & 1u;
+        previousAbove = (above >> (count - 1)) & 1u;
+        while (straddling != 0) {
+            const std::size_t j = chunk + static_cast<std::size_t>(std::countr_zero(straddling));
+            straddling &= straddling - 1;
+            crossings += edgeCrossed(p, dx, dy, pts[j == 0 ? n - 1 : j - 1], pts[j]);
         }
     }
     return (crossings & 1u) != 0;

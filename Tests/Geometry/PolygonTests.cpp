@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -81,6 +82,58 @@ TEST(Polygon, ContainmentByEvenOddRay) {
     EXPECT_FALSE(Polygon(Points{p(0, 0), p(1, 1)}).isPointInside(p(0.5f, 0.5f)));
     // z plays no part.
     EXPECT_TRUE(sq.isPointInside(p(1, 1, 100)));
+}
+
+// The rule exactly as stated, one edge at a time, for outlines where the fast range test is most
+// likely to go wrong: corners on a coarse grid (many corners and horizontal edges level with the
+// point), NaN corners, and lengths on both sides of every block of 4 and 64 corners.
+bool insideByRule(const glm::vec3& q, const Points& outline) {
+    const std::size_t n = outline.size();
+    if (n < 3) {
+        return false;
+    }
+    const float dx = (q.x + 1000000.0f) - q.x;
+    const float dy = (q.y + 0.0f) - q.y;
+    unsigned crossed = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const glm::vec3& a = outline[(i + n - 1) % n];
+        const glm::vec3& b = outline[i];
+        const bool counts = a.y < b.y ? (a.y <= q.y && q.y <= b.y) : a.y > b.y && (b.y <= q.y && q.y <= a.y);
+        const float denom = (b.y - a.y) * dx - (b.x - a.x) * dy;
+        if (!counts || denom == 0.0f) {
+            continue;
+        }
+        const float s = ((q.y - a.y) * dx - (q.x - a.x) * dy) / denom;
+        const float t = ((b.x - a.x) * (q.y - a.y) - (b.y - a.y) * (q.x - a.x)) / denom;
+        crossed += s >= 0.0f && s <= 1.0f && t >= 0.0f && t <= 1.0f;
+    }
+    return (crossed & 1u) != 0;
+}
+
+TEST(Polygon, ContainmentFollowsTheRuleOnLevelCornersAtEveryLength) {
+    uint32_t state = 12345;
+    const auto next = [&state](int range) {
+        state = state * 1664525u + 1013904223u;
+        return static_cast<float>(static_cast<int>((state >> 8) % static_cast<uint32_t>(range)) - range / 2);
+    };
+    for (const std::size_t n :
+         {3u, 4u, 5u, 7u, 8u, 15u, 16u, 17u, 63u, 64u, 65u, 67u, 100u, 128u, 129u, 200u}) {
+        for (int round = 0; round < 3; ++round) {
+            Points outline(n);
+            for (glm::vec3& corner : outline) {
+                corner = p(next(9), next(9));
+            }
+            if (round == 2) {
+                outline[n / 2].y = std::numeric_limits<float>::quiet_NaN();
+            }
+            const Polygon polygon = unoriented(outline);
+            for (int k = 0; k < 200; ++k) {
+                const glm::vec3 q = p(next(11) + (k % 2 ? 0.5f : 0.0f), next(11));
+                ASSERT_EQ(polygon.isPointInside(q), insideByRule(q, outline))
+                    << n << " corners, round " << round << ", point " << q.x << ", " << q.y;
+            }
+        }
+    }
 }
 
 TEST(Polygon, SubtractWithoutCrossingsKeepsCoversOrCutsToAHole) {
