@@ -3,6 +3,7 @@
 #include <Tarn/Foundation/Export.h>
 #include <Tarn/Memory/MemoryBuffer.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -36,6 +37,11 @@ public:
     static uint64_t getPooledCount();
 
 private:
+    // Pooled messages get cache lines of their own: a message is usually filled on one thread and
+    // released on another, and two messages sharing a line would make those threads fight over it.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* memory, std::size_t size);
+
     // The shared pointer's deleter: empties the payload, keeping its storage, and pools the message.
     static void deleteMessage(Message* message);
 

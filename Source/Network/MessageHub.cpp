@@ -1,5 +1,7 @@
 #include <Tarn/Network/MessageHub.h>
 
+#include "Network/Internal/MessageQueue.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -41,36 +43,7 @@ bool eraseFirst(std::vector<MessageHub*>& list, const MessageHub* hub) {
 }
 } // namespace
 
-void MessageHub::Queue::push(const MessagePtr& message) {
-    if (count == slots.size()) {
-        std::vector<MessagePtr> grown(slots.empty() ? 64 : slots.size() * 2);
-        for (size_t i = 0; i < count; ++i) {
-            grown[i] = std::move(slots[(head + i) & (slots.size() - 1)]);
-        }
-        slots.swap(grown);
-        head = 0;
-    }
-    slots[(head + count) & (slots.size() - 1)] = message;
-    ++count;
-}
-
-MessagePtr MessageHub::Queue::pop() {
-    if (count == 0) {
-        return nullptr;
-    }
-    MessagePtr message = std::move(slots[head]);
-    head = (head + 1) & (slots.size() - 1);
-    --count;
-    return message;
-}
-
-void MessageHub::Queue::clear() {
-    while (count != 0) {
-        pop();
-    }
-}
-
-MessageHub::MessageHub(uint32_t id) : id(id) {
+MessageHub::MessageHub(uint32_t id) : queue(std::make_unique<Detail::MessageQueue>()), id(id) {
     auto& hubs = registry();
     std::lock_guard lock(hubs.mutex);
     hubs.hubs.push_back(this);
@@ -84,12 +57,7 @@ MessageHub::~MessageHub() {
         disconnectFromAllSendersLocked();
         removeAllListenersLocked();
     }
-    // Dropping the last references returns messages to the pool; no lock of ours is needed.
-    Queue dropped;
-    {
-        std::lock_guard lock(queueLock);
-        std::swap(dropped, queue);
-    }
+    // The queue's remaining references go with the queue, back to the message pool.
 }
 
 bool MessageHub::link(MessageHub* sender, MessageHub* listener) {
@@ -231,57 +199,31 @@ void MessageHub::sendMessage(const MessagePtr& message) {
 }
 
 void MessageHub::queueMessage(const MessagePtr& message) {
-    std::lock_guard lock(queueLock);
-    queue.push(message);
+    queue->push(message);
 }
 
 MessagePtr MessageHub::getNextMessage() {
-    std::lock_guard lock(queueLock);
-    return queue.pop();
+    return queue->pop();
 }
 
 uint64_t MessageHub::getNoOfQueuedMessages() const {
-    std::lock_guard lock(queueLock);
-    return queue.size();
+    return queue->size();
 }
 
 void MessageHub::flushQueuedMessages() {
-    // Released under the queue lock so that the ring keeps its storage; the deleters take only the
-    // pool mutex, which is never held while a queue lock is wanted.
-    std::lock_guard lock(queueLock);
-    queue.clear();
+    queue->clear();
 }
 
 bool MessageHub::processMessages(int maxCount) {
-    // Taken a few at a time under one lock: a producer on another core then meets the lock and the
-    // queue's cache lines once per batch instead of once per message. Messages queued meanwhile are
-    // picked up by the following batches.
-    constexpr size_t kBatch = 32;
-    MessagePtr batch[kBatch];
+    const bool hadMessages = queue->size() != 0;
     uint64_t remaining = maxCount > 0 ? uint64_t(maxCount) : UINT64_MAX;
-    bool hadMessages = false;
-    while (remaining != 0) {
-        size_t taken = 0;
-        {
-            std::lock_guard lock(queueLock);
-            const uint64_t wanted = std::min<uint64_t>({remaining, kBatch, queue.size()});
-            for (; taken < wanted; ++taken) {
-                batch[taken] = queue.pop();
-            }
-        }
-        if (taken == 0) {
+    for (; remaining != 0; --remaining) {
+        const MessagePtr message = getNextMessage();
+        if (!message) {
             break;
         }
-        hadMessages = true;
-        for (size_t i = 0; i < taken; ++i) {
-            {
-                Message view(batch[i]->getID(), *batch[i]);
-                processMessage(view);
-            }
-            // Released before the next is handled, so the pool hands this one out again first.
-            batch[i].reset();
-        }
-        remaining -= taken;
+        Message view(message->getID(), *message);
+        processMessage(view);
     }
     return hadMessages;
 }

@@ -2,13 +2,17 @@
 
 #include <Tarn/Foundation/Export.h>
 #include <Tarn/Network/Message.h>
-#include <Tarn/Network/SpinLock.h>
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <vector>
 
 namespace Tarn::Network {
+
+namespace Detail {
+class MessageQueue;
+}
 
 /// An in-process endpoint for messages: an id, a queue of incoming messages, and two lists of
 /// peer hubs kept as mirror images of each other: when A lists B as a listener, B lists A as a
@@ -18,15 +22,16 @@ namespace Tarn::Network {
 /// the first registered hub with that id (ids are the application's and are not checked for
 /// uniqueness).
 ///
-/// Threads and locks. A hub has a hub lock (its two lists) and a queue lock (its queue); the
-/// registry has one mutex. They are only ever taken in the order registry, hub, queue, and no
-/// thread holds two hub locks at once, so hubs that link and unlink each other from different
-/// threads cannot deadlock. Changes to the links are made under the registry mutex, which also
-/// keeps a peer from being destroyed while it is being unlinked. `queueMessage` and
-/// `getNextMessage` may run on different threads (a network thread fills a queue that the main
-/// loop drains). `processMessage` runs with no lock held and may do anything, including sending
-/// and relinking; an override of `queueMessage` runs under the sender's hub lock or the registry
-/// mutex and must only queue.
+/// Threads and locks. A hub has a hub lock (its two lists) and a queue with a lock for the threads
+/// that add to it and another for the threads that take from it; the registry has one mutex. They
+/// are only ever taken in the order registry, hub, queue, and no thread holds two hub locks at
+/// once, so hubs that link and unlink each other from different threads cannot deadlock. Changes
+/// to the links are made under the registry mutex, which also keeps a peer from being destroyed
+/// while it is being unlinked. `queueMessage` and `getNextMessage` may run on different threads (a
+/// network thread fills a queue that the main loop drains) and then never wait for each other.
+/// `processMessage` runs with no lock held and may do anything, including sending and relinking;
+/// an override of `queueMessage` runs under the sender's hub lock or the registry mutex and must
+/// only queue.
 ///
 /// A derived hub that overrides `queueMessage` should call `disconnectFromAllSenders()` in its own
 /// destructor, so that no sender reaches it while it is half destroyed.
@@ -48,9 +53,8 @@ public:
     virtual void queueMessage(const MessagePtr& message);
     /// Pops queued messages in order and hands each, as a read-only view, to `processMessage`: at
     /// most `maxCount` of them when it is 1 or more, otherwise until the queue is empty (messages
-    /// queued meanwhile included). True when there was anything to process. Messages are taken up
-    /// to 32 at a time, so while one is being handled the rest of its batch is already out of the
-    /// queue (not counted by getNoOfQueuedMessages, not dropped by flushQueuedMessages).
+    /// queued meanwhile included). True when there was anything to process. Each message is taken
+    /// off the queue just before it is handled.
     virtual bool processMessages(int maxCount);
 
     uint32_t getID() const { return id; }
@@ -98,23 +102,7 @@ private:
     void removeAllListenersLocked();
     void disconnectFromAllSendersLocked();
 
-    // A ring buffer rather than std::deque: deque frees and allocates a block every few dozen
-    // messages as the queue streams through it, and steady traffic must not allocate.
-    class Queue {
-    public:
-        void push(const MessagePtr& message);
-        MessagePtr pop();
-        uint64_t size() const { return count; }
-        void clear();
-
-    private:
-        std::vector<MessagePtr> slots; // size is zero or a power of two
-        size_t head = 0;
-        size_t count = 0;
-    };
-
-    Queue queue;
-    mutable Detail::SpinLock queueLock;
+    std::unique_ptr<Detail::MessageQueue> queue;
     std::vector<MessageHub*> listeners;
     std::vector<MessageHub*> senders;
     mutable std::mutex hubLock;

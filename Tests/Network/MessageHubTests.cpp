@@ -177,7 +177,7 @@ TEST(MessageHub, ProcessMessagesCountsAsAsked) {
 TEST(MessageHub, QueueKeepsOrderAcrossGrowthAndWrapAround) {
     RecordingHub hub(7001);
     std::vector<uint32_t> expected;
-    // Interleave so that the ring wraps before and after it grows.
+    // Interleave so that chunks are filled, emptied and reused at different points.
     for (int round = 0; round < 6; ++round) {
         for (int i = 0; i < 50 + round * 40; ++i) {
             expected.push_back(static_cast<uint32_t>(expected.size()));
@@ -187,4 +187,24 @@ TEST(MessageHub, QueueKeepsOrderAcrossGrowthAndWrapAround) {
     }
     hub.processMessages(0);
     EXPECT_EQ(hub.processed, expected);
+
+    // Flushing and destroying a hub hand every queued message, over several chunks, back to the
+    // pool, and the counts agree on the way.
+    Message::flush();
+    {
+        RecordingHub full(7002);
+        for (int i = 0; i < 300; ++i) {
+            full.queueMessage(Message::allocate(1));
+        }
+        EXPECT_EQ(full.getNoOfQueuedMessages(), 300u);
+        full.flushQueuedMessages();
+        EXPECT_EQ(full.getNoOfQueuedMessages(), 0u);
+        EXPECT_EQ(Message::getPooledCount(), 300u);
+        for (int i = 0; i < 200; ++i) {
+            full.queueMessage(Message::allocate(2));
+        }
+        EXPECT_EQ(Message::getPooledCount(), 100u);
+    }
+    EXPECT_EQ(Message::getPooledCount(), 300u);
+    Message::flush();
 }

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <Tarn/Network/Message.h>
+
+#include "Network/Internal/SpinLock.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+namespace Tarn::Network::Detail {
+
+/// A hub's queue of incoming messages: any number of threads push, any number pop, in one order.
+///
+/// The usual traffic is one thread pushing (a network thread, another hub's sender) and another
+/// popping (the main loop), on different cores. With one lock around the whole queue, both sides
+/// would fight over the lock's cache line for every message, and each would wait for the other
+/// more than it works. So pushers serialise among themselves with one lock and poppers with
+/// another; the two sides only meet at the published counts and at the slots themselves.
+///
+/// Messages are stored in a chain of fixed-size chunks: the pushing side appends a chunk when
+/// its current one is full and the popping side drops a chunk once it has taken every message
+/// from it. Dropped chunks are kept for the pushing side to reuse, up to `kMaxSpareChunks` of them
+/// (about four thousand messages in flight, 64 KiB), so steady traffic allocates nothing even when
+/// the consumer wakes up to thousands of messages at a time, and a longer burst frees the rest as
+/// it drains.
+class MessageQueue {
+public:
+    MessageQueue();
+    ~MessageQueue();
+
+    MessageQueue(const MessageQueue&) = delete;
+    MessageQueue& operator=(const MessageQueue&) = delete;
+
+    void push(const MessagePtr& message);
+    /// The oldest message, or null when the queue is empty.
+    MessagePtr pop();
+    /// Pops every queued message and drops the references.
+    void clear();
+    /// The number of queued messages at one moment during the call.
+    uint64_t size() const;
+
+private:
+    static constexpr size_t kChunkSlots = 63;
+    static constexpr uint64_t kMaxSpareChunks = 64;
+    struct Chunk {
+        MessagePtr slots[kChunkSlots];
+        Chunk* next = nullptr;
+    };
+
+    // Each group is written by one side only and sits on cache lines of its own.
+    struct alignas(64) PushSide {
+        SpinLock lock;
+        Chunk* chunk = nullptr;
+        size_t position = 0;
+        Chunk* spares = nullptr; // taken from `returnedSpares` all at once
+    };
+    struct alignas(64) PopSide {
+        SpinLock lock;
+        Chunk* chunk = nullptr;
+        size_t position = 0;
+    };
+
+    // Call under the pop lock.
+    void recycle(Chunk* emptied);
+
+    PushSide pushSide;
+    PopSide popSide;
+    // Messages pushed and popped so far. A message is published by the release store of
+    // `pushed`, after its slot (and the chunk link leading to it) has been written.
+    alignas(64) std::atomic<uint64_t> pushed{0};
+    alignas(64) std::atomic<uint64_t> popped{0};
+    // Chunks the popping side has emptied, linked through `next`, for the pushing side to reuse.
+    // The pushing side only ever takes the whole list, so the list cannot suffer from the ABA
+    // problem. `spareCount` counts the chunks here and in `pushSide.spares`.
+    alignas(64) std::atomic<Chunk*> returnedSpares{nullptr};
+    std::atomic<uint64_t> spareCount{0};
+};
+
+} // namespace Tarn::Network::Detail

@@ -1,0 +1,86 @@
+#include "Network/Internal/MessageQueue.h"
+
+#include <mutex>
+#include <utility>
+
+namespace Tarn::Network::Detail {
+
+MessageQueue::MessageQueue() {
+    pushSide.chunk = popSide.chunk = new Chunk();
+}
+
+MessageQueue::~MessageQueue() {
+    for (Chunk* chunk = popSide.chunk; chunk;) {
+        delete std::exchange(chunk, chunk->next);
+    }
+    for (Chunk* list : {pushSide.spares, returnedSpares.load(std::memory_order_acquire)}) {
+        while (list) {
+            delete std::exchange(list, list->next);
+        }
+    }
+}
+
+void MessageQueue::push(const MessagePtr& message) {
+    std::lock_guard lock(pushSide.lock);
+    if (pushSide.position == kChunkSlots) {
+        if (!pushSide.spares) {
+            pushSide.spares = returnedSpares.exchange(nullptr, std::memory_order_acquire);
+        }
+        Chunk* fresh = pushSide.spares;
+        if (fresh) {
+            pushSide.spares = fresh->next;
+            spareCount.fetch_sub(1, std::memory_order_relaxed);
+            fresh->next = nullptr;
+        } else {
+            fresh = new Chunk();
+        }
+        pushSide.chunk->next = fresh;
+        pushSide.chunk = fresh;
+        pushSide.position = 0;
+    }
+    pushSide.chunk->slots[pushSide.position++] = message;
+    pushed.store(pushed.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
+MessagePtr MessageQueue::pop() {
+    std::lock_guard lock(popSide.lock);
+    const uint64_t taken = popped.load(std::memory_order_relaxed);
+    if (pushed.load(std::memory_order_acquire) == taken) {
+        return nullptr;
+    }
+    if (popSide.position == kChunkSlots) {
+        // The message is in the next chunk, so its link was published with it.
+        Chunk* emptied = std::exchange(popSide.chunk, popSide.chunk->next);
+        popSide.position = 0;
+        recycle(emptied);
+    }
+    MessagePtr message = std::move(popSide.chunk->slots[popSide.position++]);
+    popped.store(taken + 1, std::memory_order_release);
+    return message;
+}
+
+void MessageQueue::recycle(Chunk* emptied) {
+    if (spareCount.load(std::memory_order_relaxed) >= kMaxSpareChunks) {
+        delete emptied;
+        return;
+    }
+    spareCount.fetch_add(1, std::memory_order_relaxed);
+    Chunk* head = returnedSpares.load(std::memory_order_relaxed);
+    do {
+        emptied->next = head;
+    } while (!returnedSpares.compare_exchange_weak(head, emptied, std::memory_order_release,
+                                                   std::memory_order_relaxed));
+}
+
+void MessageQueue::clear() {
+    while (pop()) {
+    }
+}
+
+uint64_t MessageQueue::size() const {
+    // Popped first: it never passes pushed, so the difference cannot go below zero.
+    const uint64_t taken = popped.load(std::memory_order_acquire);
+    return pushed.load(std::memory_order_acquire) - taken;
+}
+
+} // namespace Tarn::Network::Detail
