@@ -1,5 +1,7 @@
 #include <Tarn/Platform/FileContents.h>
 
+#include "Platform/Internal/ReadBuffers.h"
+
 #include <cstring>
 
 namespace Tarn {
@@ -19,8 +21,13 @@ MemoryBufferBackedFileContents::MemoryBufferBackedFileContents(const uint8_t* da
     : FileContents(data, size), buffer(const_cast<uint8_t*>(data), size) {}
 
 MemoryBufferBackedFileContents::MemoryBufferBackedFileContents(uint64_t size, const std::string& origin)
-    : FileContents(nullptr, size), buffer(size), originText(origin) {
+    : FileContents(nullptr, size), buffer(IO::Detail::acquireContentsBuffer(size)), originText(origin) {
     data = buffer.data();
+}
+
+MemoryBufferBackedFileContents::~MemoryBufferBackedFileContents() {
+    // A wrapping buffer owns nothing (capacity 0) and is never kept.
+    IO::Detail::releaseContentsBuffer(buffer);
 }
 
 Memory::MemoryBuffer MemoryBufferBackedFileContents::take() {

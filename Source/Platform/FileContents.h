@@ -36,8 +36,10 @@ public:
     /// Wraps `size` bytes at `data` without owning them (the buffer wraps that memory); no origin.
     MemoryBufferBackedFileContents(const uint8_t* data, uint64_t size);
     /// `size` bytes of undefined contents from the default allocator, to be filled by the caller
-    /// through `bytes()`.
+    /// through `bytes()`. Large contents may get the storage of large contents released earlier,
+    /// and keep theirs for later ones when released (see docs/Files.md).
     MemoryBufferBackedFileContents(uint64_t size, const std::string& origin);
+    ~MemoryBufferBackedFileContents() override;
 
     /// Moves the buffer out while `data` still points at it (this object then keeps an empty buffer
     /// from the default allocator, and `data` and `size` become null and 0, so a second take yields an

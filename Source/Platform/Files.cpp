@@ -76,7 +76,6 @@ std::unique_ptr<FileContents> readRange(const char* function, const std::string&
         size = fileSize;
     }
     auto contents = std::make_unique<MemoryBufferBackedFileContents>(size, path);
-    Detail::prepareForFill(contents->bytes(), size);
     if (size != 0 &&
         (!Detail::seekFile(file.file, offset, error) || !readAll(file.file, contents->bytes(), size))) {
         // The file shrank or failed under us: never hand out a partial result.

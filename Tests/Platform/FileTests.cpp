@@ -147,6 +147,45 @@ TEST(FileContents, TakeMovesTheBufferOutOnceAndTakeCopyCopies) {
     EXPECT_EQ(wrappedBuffer.size(), 3u);
 }
 
+TEST(FileContents, LargeContentsReuseReleasedStorageButNeverTakenStorage) {
+    TempDir temp;
+    const std::size_t size = std::size_t(20) << 20;
+    std::string a(size, 'a');
+    std::string b(size, 'b');
+    a.back() = 'A';
+    b.back() = 'B';
+    temp.write("a.bin", a);
+    temp.write("b.bin", b);
+
+    auto first = IO::readFileSync(temp.file("a.bin"));
+    ASSERT_TRUE(first);
+    [[maybe_unused]] const uint8_t* storage = first->data;
+    first.reset();
+    auto second = IO::readFileSync(temp.file("b.bin"));
+    ASSERT_TRUE(second);
+    EXPECT_TRUE(bytesOf(*second) == b);
+#if defined(__linux__)
+    EXPECT_EQ(second->data, storage); // the kept storage, with its pages still in place
+#endif
+
+    // Storage taken out belongs to the caller: releasing the emptied contents keeps nothing, and
+    // the next read must not land in it.
+    Memory::MemoryBuffer taken = second->take();
+    second.reset();
+    auto third = IO::readFileSync(temp.file("a.bin"));
+    ASSERT_TRUE(third);
+    EXPECT_NE(third->data, taken.data());
+    EXPECT_TRUE(bytesOf(*third) == a);
+    EXPECT_TRUE(bytesOf(taken) == b);
+
+    // A larger read cannot use the kept storage and is still read whole.
+    temp.write("c.bin", a + b);
+    third.reset();
+    auto larger = IO::readFileSync(temp.file("c.bin"));
+    ASSERT_TRUE(larger);
+    EXPECT_TRUE(bytesOf(*larger) == a + b);
+}
+
 TEST(WriteFile, CreatesDirectoriesTruncatesAndRoundTripsOddPaths) {
     TempDir temp;
     LogCapture capture;

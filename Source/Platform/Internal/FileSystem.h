@@ -76,6 +76,10 @@ bool seekFile(std::uintptr_t file, std::uint64_t offset, int& error);
 /// Tells the system that `size` fresh bytes at `memory` are about to be filled front to back, so
 /// that it can back them with as few page faults as it can.
 void prepareForFill(void* memory, std::uint64_t size);
+/// Lets the system take back the whole pages inside `size` bytes at `memory` whenever it runs short,
+/// without a further call: their contents become undefined, and writing to a page keeps it. False
+/// when the system has no such call; the caller must then not keep the memory around for later.
+bool discardPages(void* memory, std::uint64_t size);
 
 /// Creates the read-only mapping object covering the file up to `maximumSize` bytes (0: all of it).
 bool createMapping(std::uintptr_t file, std::uint64_t maximumSize, std::uintptr_t& mapping, int& error);

@@ -306,6 +306,21 @@ void prepareForFill(void* memory, std::uint64_t size) {
     }
 }
 
+// MADV_FREE (Linux 4.5) leaves the pages mapped until the kernel needs them, so memory that is used
+// again soon costs nothing more; older kernels refuse it, and then nothing is kept.
+bool discardPages(void* memory, std::uint64_t size) {
+#ifdef MADV_FREE
+    const std::uintptr_t page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const std::uintptr_t begin = (reinterpret_cast<std::uintptr_t>(memory) + page - 1) & ~(page - 1);
+    const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(memory) + size) & ~(page - 1);
+    return end <= begin || madvise(reinterpret_cast<void*>(begin), end - begin, MADV_FREE) == 0;
+#else
+    static_cast<void>(memory);
+    static_cast<void>(size);
+    return false;
+#endif
+}
+
 // There is no mapping object on POSIX: `mapping` holds the length the mapping covers until a view
 // exists, then the view's length, which munmap needs.
 bool createMapping(std::uintptr_t file, std::uint64_t maximumSize, std::uintptr_t& mapping, int& error) {

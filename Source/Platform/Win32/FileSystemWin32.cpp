@@ -269,6 +269,12 @@ bool seekFile(std::uintptr_t file, std::uint64_t offset, int& error) {
 
 void prepareForFill(void*, std::uint64_t) {}
 
+// The heap's large blocks could be reset with DiscardVirtualMemory, but only whole regions the heap
+// reserved itself are safe to touch that way; released read buffers go straight back to it instead.
+bool discardPages(void*, std::uint64_t) {
+    return false;
+}
+
 bool createMapping(std::uintptr_t file, std::uint64_t maximumSize, std::uintptr_t& mapping, int& error) {
     const HANDLE handle =
         CreateFileMappingW(toHandle(file), nullptr, PAGE_READONLY, static_cast<DWORD>(maximumSize >> 32),
