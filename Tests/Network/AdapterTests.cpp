@@ -42,8 +42,8 @@ TEST(Adapters, TableFollowsTheFlagsAndIsPrintedExactly) {
         ASSERT_GE(position, 0);
         EXPECT_EQ(GetAdapter(static_cast<size_t>(position)).ip, adapter.ip);
     }
-    EXPECT_EQ(FindAdapter(localhost), -1); // loopback is not listed
 
+    // Ends on an unknown bit alone: the synthetic rows go again and loopback is never listed.
     for (uint32_t flags : {1u, 2u, 3u, 7u, 4u}) {
         SCOPED_TRACE(flags);
         UpdateAdapters(AdapterFlags(flags));
@@ -69,10 +69,6 @@ TEST(Adapters, TableFollowsTheFlagsAndIsPrintedExactly) {
         PrintAdapters();
         EXPECT_EQ(capture.lines(), expected);
     }
-
-    // A later update without flags drops the synthetic entries again.
-    UpdateAdapters(AdapterFlags::None);
-    EXPECT_EQ(GetAdapterCount(), hardware.size());
 }
 
 #if !defined(_WIN32)

@@ -129,17 +129,12 @@ TEST(MessageHub, SendFollowsListenerOrderAndBroadcastSkipsTheSender) {
     EXPECT_EQ(arrivals, (std::vector<uint32_t>{4002, 4003})); // listener order, not construction order
     EXPECT_EQ(message.use_count(), 3);                        // one message shared by both queues
     EXPECT_EQ(sender.getNoOfQueuedMessages(), 0u);
-    a.flushQueuedMessages();
-    EXPECT_EQ(message.use_count(), 2);
-    EXPECT_EQ(a.getNoOfQueuedMessages(), 0u);
-    EXPECT_EQ(b.getNoOfQueuedMessages(), 1u);
 
     // Broadcast reaches every other hub in construction order.
     arrivals.clear();
     RecordingHub c(4004, &arrivals);
     a.broadcastMessage(Message::allocate(2));
     EXPECT_EQ(arrivals, (std::vector<uint32_t>{4003, 4004}));
-    EXPECT_EQ(a.getNoOfQueuedMessages(), 0u);
     arrivals.clear();
     c.broadcastMessage(Message::allocate(3));
     EXPECT_EQ(arrivals, (std::vector<uint32_t>{4003, 4002}));
@@ -174,22 +169,9 @@ TEST(MessageHub, ProcessMessagesCountsAsAsked) {
     EXPECT_EQ(hub.getNoOfQueuedMessages(), 0u);
 }
 
-TEST(MessageHub, QueueKeepsOrderAcrossGrowthAndWrapAround) {
-    RecordingHub hub(7001);
-    std::vector<uint32_t> expected;
-    // Interleave so that chunks are filled, emptied and reused at different points.
-    for (int round = 0; round < 6; ++round) {
-        for (int i = 0; i < 50 + round * 40; ++i) {
-            expected.push_back(static_cast<uint32_t>(expected.size()));
-            hub.queueMessage(Message::allocate(expected.back()));
-        }
-        hub.processMessages(30);
-    }
-    hub.processMessages(0);
-    EXPECT_EQ(hub.processed, expected);
-
-    // Flushing and destroying a hub hand every queued message, over several chunks, back to the
-    // pool, and the counts agree on the way.
+TEST(MessageHub, FlushAndDestructionReturnEveryQueuedMessageToThePool) {
+    // Several chunks' worth, so that the release walks past chunk boundaries; the order across
+    // them is the stress test's business.
     Message::flush();
     {
         RecordingHub full(7002);

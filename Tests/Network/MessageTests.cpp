@@ -11,8 +11,6 @@ TEST(Message, PoolHandsBackTheLastReleasedMessageEmptiedWithItsStorage) {
     Message::flush();
     EXPECT_EQ(Message::getPooledCount(), 0u);
     MessagePtr first = Message::allocate(7);
-    EXPECT_EQ(first->getID(), 7u);
-    EXPECT_TRUE(first->empty());
     EXPECT_EQ(first->getCapacity(), 1024u);
     // Grown beyond the initial reservation: the larger storage is what gets pooled.
     const std::vector<uint8_t> payload(5000, 0xAB);
