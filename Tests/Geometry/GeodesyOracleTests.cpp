@@ -90,25 +90,6 @@ TEST_F(GeodesyOracle, UTMWithinOneCentimetreNearTheCentralMeridian) {
     report("LLtoUTM within 3 degrees", worst);
 }
 
-TEST_F(GeodesyOracle, ZoneFromPointAgreesWithTheGridOfThatZone) {
-    // With the zone left to LLtoUTM, the result must be the projection into the zone LLtoUTMZone
-    // picks, including the Norway and Svalbard exceptions.
-    const double points[][2] = {{60.0, 5.0},   {78.0, 10.0}, {78.0, 20.5},
-                                {-33.9, 18.4}, {1.0, 179.9}, {1.0, 180.0}};
-    for (const auto& p : points) {
-        int zone = 0;
-        bool isNorth = true;
-        LLtoUTMZone(zone, isNorth, p[0], p[1]);
-        Transform utm = fromDegrees("+step +proj=utm +ellps=WGS84 +zone=" + std::to_string(zone) +
-                                    (isNorth ? "" : " +south"));
-        ASSERT_TRUE(utm);
-        double e = 0.0, n = 0.0;
-        LLtoUTM(e, n, p[0], p[1]);
-        const PJ_COORD ref = apply(utm.get(), p[0], p[1], 0.0);
-        EXPECT_LT(std::hypot(e - ref.xy.x, n - ref.xy.y), 0.05) << p[0] << ", " << p[1] << " zone " << zone;
-    }
-}
-
 TEST_F(GeodesyOracle, ENUMatchesTopocentricFrame) {
     std::uniform_real_distribution<double> lat(-85.0, 85.0), lon(-180.0, 180.0), near(-0.5, 0.5),
         alt(0.0, 3000.0);

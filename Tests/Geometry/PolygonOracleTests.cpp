@@ -84,14 +84,13 @@ struct PairGenerator {
         std::uniform_int_distribution<int> corners(3, 24);
         const glm::vec2 c(unit(rng) * 200.0f - 100.0f, unit(rng) * 200.0f - 100.0f);
         const glm::vec2 offset(unit(rng) * 120.0f - 60.0f, unit(rng) * 120.0f - 60.0f);
+        if (kind < 3) { // overlapping: convex, concave, and concave against convex
+            const float r[3][4] = {{50, 50, 40, 40}, {15, 60, 15, 60}, {20, 60, 35, 35}};
+            const glm::vec2 shift = kind == 2 ? offset * 0.5f : offset;
+            const Points a = star(c, r[kind][0], r[kind][1], corners(rng), false);
+            return {a, star(c + shift, r[kind][2], r[kind][3], corners(rng), false)};
+        }
         switch (kind) {
-        case 0: // convex, overlapping
-            return {star(c, 50, 50, corners(rng), false), star(c + offset, 40, 40, corners(rng), false)};
-        case 1: // concave, overlapping
-            return {star(c, 15, 60, corners(rng), false), star(c + offset, 15, 60, corners(rng), false)};
-        case 2: // concave against convex, overlapping
-            return {star(c, 20, 60, corners(rng), false),
-                    star(c + offset * 0.5f, 35, 35, corners(rng), false)};
         case 3: { // a smaller copy inside (a hole)
             const Points a = star(c, 30, 60, corners(rng), false);
             return {a, scaled(a, c, 0.2f + 0.4f * unit(rng))};
@@ -231,30 +230,4 @@ TEST(PolygonOracle, SubtractMatchesBoostGeometry) {
     EXPECT_TRUE(run.failures.empty()) << run.failures.size() << " of " << run.cases << " pairs differ";
     std::printf("[  oracle  ] %d pairs, largest relative area difference against Boost.Geometry: %.3g\n",
                 run.cases, run.worstRelative);
-}
-
-TEST(PolygonOracle, ContainmentMatchesBoostWithin) {
-    // Outlines of every length from 3 to 40 corners and one of 100, so that both the blocks of
-    // four edges and the remainder are exercised; random points almost never lie on an outline
-    // or level with a corner, where the two rules legitimately differ.
-    PairGenerator gen(99);
-    std::mt19937_64 rng(5);
-    std::uniform_real_distribution<float> u(-80.0f, 80.0f);
-    int checked = 0;
-    for (int corners = 3; corners <= 41; ++corners) {
-        const int count = corners == 41 ? 100 : corners;
-        const Points pts = gen.star(glm::vec2(0.0f), 20.0f, 70.0f, count, false);
-        const BPolygon reference = toBoost(pts);
-        if (!bg::is_valid(reference)) {
-            continue;
-        }
-        const Polygon polygon(pts);
-        for (int i = 0; i < 500; ++i) {
-            const glm::vec3 q(u(rng), u(rng), 0.0f);
-            ASSERT_EQ(polygon.isPointInside(q), bg::within(BPoint(q.x, q.y), reference))
-                << count << " corners, point " << q.x << ", " << q.y;
-            ++checked;
-        }
-    }
-    EXPECT_GT(checked, 15000);
 }

@@ -47,7 +47,6 @@ TEST(Polygon, OutlinesAreStoredClockwise) {
     const Polygon ccw(Points{p(0, 0), p(1, 0), p(1, 1), p(0, 1)});
     EXPECT_EQ(ccw.getPoints(), (Points{p(0, 1), p(1, 1), p(1, 0), p(0, 0)}));
     EXPECT_EQ(ccw.calcArea(), 1.0f);
-    EXPECT_LT(signedArea(ccw.getPoints()), 0.0);
 
     const Polygon cw(Points{p(0, 1), p(1, 1), p(1, 0), p(0, 0)});
     EXPECT_EQ(cw.getPoints(), ccw.getPoints());
