@@ -69,7 +69,6 @@ TEST(Keyboard, VirtualKeyTranslation) {
     for (const auto& [virtualKey, key] : pairs) {
         EXPECT_EQ(keyFromVirtualKey(virtualKey), key) << virtualKey;
     }
-    EXPECT_EQ(static_cast<uint32_t>(Key::CapsLock), 49u);
 
     // Exactly the 73 keys translate, each to a distinct value that round-trips.
     uint32_t translated = 0;
