@@ -156,8 +156,10 @@ void* Message::operator new(std::size_t size) {
     return ::operator new(roundToLines(size), kLineAlignment);
 }
 
-void Message::operator delete(void* memory, std::size_t size) {
-    ::operator delete(memory, roundToLines(size), kLineAlignment);
+// The global sized deallocation functions exist only where the compiler enables them (clang does
+// not by default); the aligned form without a size releases the same block everywhere.
+void Message::operator delete(void* memory, std::size_t) {
+    ::operator delete(memory, kLineAlignment);
 }
 
 Message*& poolLink(Message* message) noexcept {
