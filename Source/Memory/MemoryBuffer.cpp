@@ -252,17 +252,25 @@ bool MemoryBuffer::writeBitsSlow(uint64_t bits, uint64_t count) {
     return writeSlow(&bits, count);
 }
 
-bool MemoryBuffer::writeTextSlow(const char* characters, uint64_t count) {
-    if (!makeRoomForWrite(count + 1)) {
+bool MemoryBuffer::writeStringSlow(const char* characters, uint32_t length) {
+    // Room for the whole record is made first: a length without its text, or text without its
+    // length, would corrupt every value serialised after it.
+    const uint64_t total = uint64_t{4} + length;
+    if (!makeRoomForWrite(total)) {
         return false;
     }
-    if (count != 0) {
-        std::memcpy(buffer + position, characters, count);
+    uint8_t* target = buffer + position;
+    std::memcpy(target, &length, 4);
+    if (length != 0) {
+        const uint64_t count = length - 1u;
+        if (count != 0) {
+            std::memcpy(target + 4, characters, count);
+        }
+        // The terminator is written, not copied from the byte after the view, so a view that is
+        // not followed by a zero (a substring, a slice of a packet) still serialises correctly.
+        target[4 + count] = 0;
     }
-    // The terminator is written, not copied from the byte after the view, so a view that is not
-    // followed by a zero (a substring, a slice of a packet) still serialises correctly.
-    buffer[position + count] = 0;
-    position += count + 1;
+    position += total;
     bufferSize = position;
     return true;
 }

@@ -143,12 +143,12 @@ public:
         return true;
     }
 
-    /// Writes the 32-bit length (characters + 1), the characters and a terminating zero byte; the
-    /// text and its terminator go in as one write. Returns that write's result. A view of 2^32 - 1
+    /// Writes the 32-bit length (characters + 1), the characters and a terminating zero byte as one
+    /// write: false, writing nothing, when storage for all of it cannot be had. A view of 2^32 - 1
     /// characters has a length of 0 and writes only the length.
     bool writeString(StringView text) {
         const auto length = static_cast<uint32_t>(text.size() + 1);
-        // When length and text both fit, neither of the two writes would reserve: one check does.
+        // The common case, the whole record fitting the storage, is copied here without a call.
         if (length != 0 && fits(uint64_t{4} + length)) {
             const uint64_t at = position;
             uint8_t* target = buffer + at;
@@ -161,11 +161,7 @@ public:
             bufferSize = at + 4 + length;
             return true;
         }
-        write32(length);
-        if (length == 0) {
-            return true;
-        }
-        return writeTextSlow(text.data(), length - 1u);
+        return writeStringSlow(text.data(), length);
     }
 
     /// Copies up to `count` bytes from the cursor; returns how many there were.
@@ -233,7 +229,7 @@ private:
     bool makeRoomForWrite(uint64_t count);
     bool writeSlow(const void* source, uint64_t count);
     bool writeBitsSlow(uint64_t bits, uint64_t count);
-    bool writeTextSlow(const char* characters, uint64_t count);
+    bool writeStringSlow(const char* characters, uint32_t length);
     std::string readStringSlow();
     bool writeComponentsSlow(const void* components, int count);
     void release() noexcept;

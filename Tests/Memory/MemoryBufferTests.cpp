@@ -10,6 +10,7 @@
 #include <numeric>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 using Tarn::MemBlockType;
@@ -206,11 +207,11 @@ TEST(MemoryBuffer, StringsAreLengthCharactersAndTerminator) {
               std::tuple("abc", "xy", ""));
     EXPECT_EQ(buffer.unreadSize(), 0u);
 
-    // Text and terminator are one write: one reserve of max(size + 2001, 1536, 1024).
+    // Length, text and terminator are one write: one reserve of max(size + 2005, 0, 1024).
     MemoryBuffer fresh(&allocator);
     allocator.clearLog();
     fresh.writeString(std::string(2000, 'q'));
-    EXPECT_EQ(allocator.allocationSizes(), (Sizes{1024, 2005}));
+    EXPECT_EQ(allocator.allocationSizes(), (Sizes{2005}));
 }
 
 TEST(MemoryBuffer, ShortDataReadsAsZerosAndNeverBeyondTheEnd) {
@@ -274,4 +275,16 @@ TEST(MemoryBuffer, WithoutStorageWritesFailAndNothingIsFreed) {
     EXPECT_EQ(buffer.grow(4000), nullptr);
     buffer.resize(5000);
     EXPECT_TRUE(buffer.size() == 4u && buffer.getCapacity() == 1024u);
+
+    // A string is all or nothing: with room for its length but not its text, or for a lone
+    // terminator but not the length, a refused reserve writes no part of it.
+    for (const auto& [room, text] : {std::pair{6u, "abcd"}, std::pair{3u, ""}}) {
+        CountingAllocator tight;
+        MemoryBuffer small(&tight);
+        small.reserve(room);
+        tight.setRefuseAllocations(true);
+        EXPECT_FALSE(small.writeString(text)) << room;
+        EXPECT_EQ(small.size(), 0u) << room;
+        EXPECT_EQ(small.pos(), 0u) << room;
+    }
 }
