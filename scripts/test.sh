@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs every test: Linux under AddressSanitizer+UBSan, Linux under
-# ThreadSanitizer, Windows x64 under Wine, and the packaging test of the installed SDK on both.
+# ThreadSanitizer, Windows x64 under Wine, a short run of every fuzz program, and the packaging
+# test of the installed SDK on both.
 # Exits non-zero when anything fails.
 set -uo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -38,10 +39,27 @@ run_preset() {
     fi
 }
 
+# A few seconds of every fuzz program (scripts/fuzz.sh) on its seed corpus: each program is one
+# test in the tally.
+run_fuzz() {
+    stage "linux-fuzz: fuzz programs, 5 s each"
+    scripts/fuzz.sh 5 2>&1 | tee build/fuzz.log
+    [ "${PIPESTATUS[0]}" -eq 0 ] || failed+=("linux-fuzz")
+    local line
+    line="$(grep -E '^fuzz: [0-9]+ passed, [0-9]+ failed$' build/fuzz.log | tail -n 1)"
+    if [ -n "$line" ]; then
+        passed_count=$((passed_count + $(sed -E 's/^fuzz: ([0-9]+) passed.*/\1/' <<<"$line")))
+        failed_count=$((failed_count + $(sed -E 's/.* ([0-9]+) failed$/\1/' <<<"$line")))
+    else
+        failed_count=$((failed_count + 1))
+    fi
+}
+
 mkdir -p build
 run_preset linux-asan
 run_preset linux-tsan
 run_preset windows-debug
+run_fuzz
 
 stage "packaging: SDK and a client project outside the tree"
 if scripts/build-sdk.sh "$root/build/sdk-test" >build/sdk.log 2>&1; then
