@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-    cmake ninja-build g++ pkg-config clang libclang-rt-14-dev
+    cmake ninja-build g++ pkg-config clang libclang-rt-14-dev valgrind
     g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine64 wine xvfb xauth
     libglm-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
     libspdlog-dev libxxhash-dev libzmq3-dev libboost-dev libproj-dev
