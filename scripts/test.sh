@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs every test: Linux under AddressSanitizer+UBSan, Linux under
-# ThreadSanitizer, Windows x64 under Wine, a short run of every fuzz program, and the packaging
-# test of the installed SDK on both.
+# ThreadSanitizer, Linux under valgrind's memcheck, Windows x64 under Wine, a short run of every
+# fuzz program, and the packaging test of the installed SDK on both.
 # Exits non-zero when anything fails.
 set -uo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -55,9 +55,25 @@ run_fuzz() {
     fi
 }
 
+# Memcheck over the Linux debug test programs (scripts/valgrind.sh); each suite counts as one test.
+run_valgrind() {
+    stage "valgrind: memcheck over every Linux test suite"
+    scripts/valgrind.sh 2>&1 | tee build/valgrind.log
+    [ "${PIPESTATUS[0]}" -eq 0 ] || failed+=("valgrind")
+    local line
+    line="$(grep -E '^valgrind: [0-9]+ suites passed, [0-9]+ failed$' build/valgrind.log | tail -n 1)"
+    if [ -n "$line" ]; then
+        passed_count=$((passed_count + $(sed -E 's/^valgrind: ([0-9]+) .*/\1/' <<<"$line")))
+        failed_count=$((failed_count + $(sed -E 's/.* ([0-9]+) failed$/\1/' <<<"$line")))
+    else
+        failed_count=$((failed_count + 1))
+    fi
+}
+
 mkdir -p build
 run_preset linux-asan
 run_preset linux-tsan
+run_valgrind
 run_preset windows-debug
 run_fuzz
 
