@@ -90,8 +90,17 @@ run_suite() {
     echo "$status $((SECONDS - start))" >"$logs/$suite.status"
 }
 
+# Slowest first, by the last run's times (a suite never timed counts as slow), so that the short
+# suites fill the gaps at the end instead of a long one starting last.
+durations="$build/valgrind-durations"
+touch "$durations"
+mapfile -t order < <(for suite in "${suites[@]}"; do
+    seconds="$(awk -v s="$suite" '$2 == s { print $1 }' "$durations")"
+    echo "${seconds:-999999} $suite"
+done | sort -rn | cut -d' ' -f2)
+
 running=0
-for suite in "${suites[@]}"; do
+for suite in "${order[@]}"; do
     if [ "$running" -ge "$jobs" ]; then
         wait -n
         running=$((running - 1))
@@ -105,6 +114,9 @@ passed=0
 failed=0
 for suite in "${suites[@]}"; do
     read -r status seconds <"$logs/$suite.status"
+    awk -v s="$suite" '$2 != s' "$durations" >"$durations.new"
+    echo "$seconds $suite" >>"$durations.new"
+    mv "$durations.new" "$durations"
     # A forked death-test child reports its own errors, and its exit status never reaches ours.
     mapfile -t errors < <(grep -LE 'ERROR SUMMARY: 0 errors' "$logs/$suite".*.memcheck.log)
     if [ "$status" -eq 0 ] && [ ${#errors[@]} -eq 0 ]; then
