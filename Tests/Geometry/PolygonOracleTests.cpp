@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <glm/common.hpp>
 #include <glm/vec2.hpp>
 
 #include <boost/geometry.hpp>
@@ -52,17 +53,13 @@ struct PairGenerator {
         std::uniform_real_distribution<float> angle(0.0f, 2.0f * std::numbers::pi_v<float>);
         std::uniform_real_distribution<float> radius(rMin, rMax);
         std::vector<float> angles(static_cast<std::size_t>(corners));
-        for (float& a : angles) {
-            a = angle(rng);
-        }
+        std::generate(angles.begin(), angles.end(), [&] { return angle(rng); });
         std::sort(angles.begin(), angles.end());
         Points pts;
         for (float a : angles) {
             const float r = radius(rng);
             glm::vec3 q(centre.x + r * std::cos(a), centre.y + r * std::sin(a), 0.0f);
-            if (onGrid) {
-                q = glm::vec3(std::round(q.x), std::round(q.y), 0.0f);
-            }
+            q = onGrid ? glm::round(q) : q;
             if (pts.empty() || pts.back() != q) {
                 pts.push_back(q);
             }
@@ -91,13 +88,10 @@ struct PairGenerator {
             return {a, star(c + shift, r[kind][2], r[kind][3], corners(rng), false)};
         }
         switch (kind) {
-        case 3: { // a smaller copy inside (a hole)
-            const Points a = star(c, 30, 60, corners(rng), false);
-            return {a, scaled(a, c, 0.2f + 0.4f * unit(rng))};
-        }
+        case 3:   // a smaller copy inside (a hole)
         case 4: { // covered by a larger copy
             const Points a = star(c, 30, 60, corners(rng), false);
-            return {a, scaled(a, c, 1.5f + unit(rng))};
+            return {a, scaled(a, c, kind == 3 ? 0.2f + 0.4f * unit(rng) : 1.5f + unit(rng))};
         }
         case 5: // apart
             return {star(c, 20, 40, corners(rng), false),
