@@ -334,9 +334,10 @@ TEST(FileHandle, OpenModesReadWriteAndSharing) {
         ASSERT_TRUE(writer->write("0123456789", 10, written));
         EXPECT_EQ(written, 10u);
         EXPECT_EQ(writer->getSize(), 10u);
-        // Write access shares nothing.
+        // Write access shares nothing, not even with whole-file reads, which share everything.
         EXPECT_FALSE(FileHandle::open(path, OpenMode::OpenExisting, AccessMode::Read));
-        EXPECT_EQ(capture.count(), 1u);
+        EXPECT_FALSE(IO::readFileSync(path));
+        EXPECT_EQ(capture.count(), 2u);
         capture.clear();
     }
     EXPECT_FALSE(FileHandle::open(path, OpenMode::CreateNew, AccessMode::Write));
@@ -357,6 +358,7 @@ TEST(FileHandle, OpenModesReadWriteAndSharing) {
         EXPECT_EQ(std::string(buffer, read), "456789");
         ASSERT_TRUE(second->read(buffer, sizeof buffer, read));
         EXPECT_EQ(read, 10u);
+        EXPECT_TRUE(IO::readFileSync(path)); // readers do not keep whole-file reads out
 
         IO::closeFile(first);
         EXPECT_FALSE(first->isOpen());
