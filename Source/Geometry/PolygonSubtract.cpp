@@ -690,13 +690,28 @@ float maxAbsCoordinate(const VertexList& a, const VertexList& b) {
     return largest;
 }
 
-const Vertex* firstUnshared(const VertexList& list) {
+// The corner that decides whether outlines that do not cross are apart, covered or a hole: the
+// first one that is not shared and has no corner of the other outline at its x and y. A corner
+// lying on the other outline at another height is not shared (positions compare z too), yet its
+// twin inserted there has the same x and y: classified, it would be on the outline, neither in nor
+// out, and z must not decide what is inside.
+const Vertex* firstUnshared(const VertexList& list, const VertexList& other) {
+    const auto onOther = [&](const Vertex& v) {
+        return std::any_of(other.begin(), other.end(), [&](const Vertex& o) {
+            return std::abs(o.position.x - v.position.x) < kNearTolerance &&
+                   std::abs(o.position.y - v.position.y) < kNearTolerance;
+        });
+    };
+    const Vertex* unshared = nullptr;
     for (const Vertex& v : list) {
         if (!v.intersectionPoint) {
-            return &v;
+            if (!onOther(v)) {
+                return &v;
+            }
+            unshared = unshared != nullptr ? unshared : &v;
         }
     }
-    return list.empty() ? nullptr : &list.front();
+    return unshared != nullptr ? unshared : list.empty() ? nullptr : &list.front();
 }
 
 struct Bounds {
@@ -793,9 +808,9 @@ std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
     }
 
     // The outlines do not cross: decide by one corner of each that is not shared with the other.
-    const Vertex* theirCorner = firstUnshared(theirs);
+    const Vertex* theirCorner = firstUnshared(theirs, mine);
     if (classifyVertex(theirCorner->position, mine) > 0) {
-        const Vertex* myCorner = firstUnshared(mine);
+        const Vertex* myCorner = firstUnshared(mine, theirs);
         if (classifyVertex(myCorner->position, theirs) < 0) {
             return {};
         }

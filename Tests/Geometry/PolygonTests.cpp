@@ -185,6 +185,10 @@ TEST(Polygon, SubtractCrossingOutlines) {
     const std::vector<Polygon> touching = sq.subtract(Polygon(Points{p(10, 10), p(20, 12), p(12, 20)}));
     ASSERT_EQ(touching.size(), 1u);
     EXPECT_EQ(touching[0].calcArea(), 100.0f);
+    // Also when the touching corner sits at another height: z never decides what is inside.
+    const std::vector<Polygon> below = sq.subtract(Polygon(Points{p(4, 0, -2), p(8, -3), p(0, -3)}));
+    ASSERT_EQ(below.size(), 1u);
+    EXPECT_EQ(below[0].getPoints(), sq.getPoints());
     EXPECT_TRUE(recorder.empty()) << recorder.texts()[0];
 }
 
