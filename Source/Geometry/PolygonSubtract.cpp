@@ -181,7 +181,11 @@ private:
         if (!(f > 0.0f)) {
             return 0;
         }
-        return std::min(static_cast<std::size_t>(f), bandCount - 1);
+        // Compared as a float first: a height far beyond the last band would overflow the integer.
+        if (f >= static_cast<float>(bandCount - 1)) {
+            return bandCount - 1;
+        }
+        return static_cast<std::size_t>(f);
     }
 
     std::size_t bandCount = 1;

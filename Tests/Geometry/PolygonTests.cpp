@@ -192,6 +192,16 @@ TEST(Polygon, SubtractCrossingOutlines) {
     EXPECT_TRUE(recorder.empty()) << recorder.texts()[0];
 }
 
+TEST(Polygon, SubtractWithAFarCornerStaysWithinTheEdgeBands) {
+    // A corner far beyond the other outline's height lies past its last band of edges, at a
+    // distance no integer band index can hold.
+    const Polygon far(Points{p(10, 0), p(0, 0), p(-1e30f, 1e30f)});
+    const Polygon cutter(Points{p(0, 0), p(-1e30f, 2), p(15, 15)});
+    for (const Polygon& piece : far.subtract(cutter)) {
+        EXPECT_GE(piece.getNoOfPoints(), 3u);
+    }
+}
+
 TEST(Polygon, AddIsNotProvided) {
     Tarn::Testing::AssertRecorder recorder;
     EXPECT_TRUE(square(0, 0, 1, 1).add(square(2, 2, 3, 3)).empty());
