@@ -196,6 +196,24 @@ void setLoggerCategory(Category category) {
     Consumer::setDefaultMinimumCategory(category);
 }
 
+namespace {
+
+// `text` with ASCII capitals lowered equals `lower`, which is lower case already.
+bool equalsLowercase(StringView text, StringView lower) {
+    if (text.size() != lower.size()) {
+        return false;
+    }
+    for (uint64_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c) != lower[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
 Category parseCategoryString(StringView text) {
     struct Word {
         StringView text;
@@ -207,7 +225,10 @@ Category parseCategoryString(StringView text) {
     };
     const uint64_t hash = text.hashLowercase();
     for (const Word& word : words) {
-        if (word.text.hashLowercase() == hash) {
+        // The hash picks the word and the text confirms it: sign-extended bytes can cancel each
+        // other in FNV-1a (bits above the eighth only carry upwards), so a few non-ASCII texts
+        // share a word's hash without being that word.
+        if (word.text.hashLowercase() == hash && equalsLowercase(text, word.text)) {
             return word.category;
         }
     }

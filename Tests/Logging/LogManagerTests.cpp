@@ -169,6 +169,10 @@ TEST(LogManager, ParseCategoryString) {
     for (const char* other : {"warn", "5", "", " error", "Warning "}) {
         EXPECT_EQ(parseCategoryString(other), Category::Debug) << other;
     }
+    // Shares the hash of "fatal" (sign-extended bytes cancel in FNV-1a) but is no category word.
+    const Tarn::StringView collision("fa\x8c\x99l", 5);
+    ASSERT_EQ(collision.hashLowercase(), Tarn::StringView("fatal").hashLowercase());
+    EXPECT_EQ(parseCategoryString(collision), Category::Debug);
 }
 
 namespace {
