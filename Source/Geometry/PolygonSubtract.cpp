@@ -694,22 +694,37 @@ float maxAbsCoordinate(const VertexList& a, const VertexList& b) {
     return largest;
 }
 
+// Whether p lies on the outline, within the merge tolerance, in x and y.
+bool nearOutline(const glm::vec3& p, const VertexList& outline) {
+    const double tolerance = kNearTolerance;
+    for (std::size_t i = 0, j = outline.size() - 1; i < outline.size(); j = i++) {
+        const glm::vec3& a = outline[j].position;
+        const glm::vec3& b = outline[i].position;
+        const double ex = static_cast<double>(b.x) - a.x;
+        const double ey = static_cast<double>(b.y) - a.y;
+        const double px = static_cast<double>(p.x) - a.x;
+        const double py = static_cast<double>(p.y) - a.y;
+        const double length2 = ex * ex + ey * ey;
+        const double t = length2 > 0.0 ? std::clamp((px * ex + py * ey) / length2, 0.0, 1.0) : 0.0;
+        const double dx = px - t * ex;
+        const double dy = py - t * ey;
+        if (dx * dx + dy * dy < tolerance * tolerance) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // The corner that decides whether outlines that do not cross are apart, covered or a hole: the
-// first one that is not shared and has no corner of the other outline at its x and y. A corner
-// lying on the other outline at another height is not shared (positions compare z too), yet its
-// twin inserted there has the same x and y: classified, it would be on the outline, neither in nor
-// out, and z must not decide what is inside.
+// first one that is not shared and does not lie on the other outline in x and y. A corner can lie
+// there without being shared: on an edge that runs along one of the other's (parallel edges give
+// no crossing to insert), or at another height (shared positions compare z too). Classified, it
+// would be on the outline, neither in nor out, and the answer would be a guess.
 const Vertex* firstUnshared(const VertexList& list, const VertexList& other) {
-    const auto onOther = [&](const Vertex& v) {
-        return std::any_of(other.begin(), other.end(), [&](const Vertex& o) {
-            return std::abs(o.position.x - v.position.x) < kNearTolerance &&
-                   std::abs(o.position.y - v.position.y) < kNearTolerance;
-        });
-    };
     const Vertex* unshared = nullptr;
     for (const Vertex& v : list) {
         if (!v.intersectionPoint) {
-            if (!onOther(v)) {
+            if (!nearOutline(v.position, other)) {
                 return &v;
             }
             unshared = unshared != nullptr ? unshared : &v;

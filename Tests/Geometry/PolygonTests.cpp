@@ -185,10 +185,16 @@ TEST(Polygon, SubtractCrossingOutlines) {
     const std::vector<Polygon> touching = sq.subtract(Polygon(Points{p(10, 10), p(20, 12), p(12, 20)}));
     ASSERT_EQ(touching.size(), 1u);
     EXPECT_EQ(touching[0].calcArea(), 100.0f);
-    // Also when the touching corner sits at another height: z never decides what is inside.
+    // Also when the touching corner sits at another height (z never decides what is inside), and
+    // when the outside polygon runs along an edge with a corner of its own on that edge.
     const std::vector<Polygon> below = sq.subtract(Polygon(Points{p(4, 0, -2), p(8, -3), p(0, -3)}));
     ASSERT_EQ(below.size(), 1u);
     EXPECT_EQ(below[0].getPoints(), sq.getPoints());
+    const Polygon arrow(Points{p(1, 2), p(0, 0), p(2, 12), p(2, 0)});
+    const std::vector<Polygon> alongside =
+        arrow.subtract(Polygon(Points{p(2, 0), p(2, 7), p(2, 14), p(13, 13)}));
+    ASSERT_EQ(alongside.size(), 1u);
+    EXPECT_EQ(alongside[0].getPoints(), arrow.getPoints());
     EXPECT_TRUE(recorder.empty()) << recorder.texts()[0];
 }
 
