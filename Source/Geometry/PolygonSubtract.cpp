@@ -715,22 +715,25 @@ bool nearOutline(const glm::vec3& p, const VertexList& outline) {
     return false;
 }
 
-// The corner that decides whether outlines that do not cross are apart, covered or a hole: the
-// first one that is not shared and does not lie on the other outline in x and y. A corner can lie
-// there without being shared: on an edge that runs along one of the other's (parallel edges give
-// no crossing to insert), or at another height (shared positions compare z too). Classified, it
-// would be on the outline, neither in nor out, and the answer would be a guess.
-const Vertex* firstUnshared(const VertexList& list, const VertexList& other) {
-    const Vertex* unshared = nullptr;
+// The point that decides whether outlines that do not cross are apart, covered or a hole: the
+// first corner that is not shared and does not lie on the other outline in x and y, else the
+// first edge midpoint off the other outline. A corner can lie there without being shared: on an
+// edge that runs along one of the other's (parallel edges give no crossing to insert), or at
+// another height (shared positions compare z too). Classified, it would be on the outline, neither
+// in nor out, and the answer would be a guess.
+glm::vec3 decidingPoint(const VertexList& list, const VertexList& other) {
     for (const Vertex& v : list) {
-        if (!v.intersectionPoint) {
-            if (!nearOutline(v.position, other)) {
-                return &v;
-            }
-            unshared = unshared != nullptr ? unshared : &v;
+        if (!v.intersectionPoint && !nearOutline(v.position, other)) {
+            return v.position;
         }
     }
-    return unshared != nullptr ? unshared : list.empty() ? nullptr : &list.front();
+    for (std::size_t i = 0, j = list.size() - 1; i < list.size(); j = i++) {
+        const glm::vec3 middle = (list[j].position + list[i].position) * 0.5f;
+        if (!nearOutline(middle, other)) {
+            return middle;
+        }
+    }
+    return list.front().position;
 }
 
 struct Bounds {
@@ -826,11 +829,9 @@ std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
         return trace(mine, theirs, links, myKeep, theirKeep, mineArea * 1e-9);
     }
 
-    // The outlines do not cross: decide by one corner of each that is not shared with the other.
-    const Vertex* theirCorner = firstUnshared(theirs, mine);
-    if (classifyVertex(theirCorner->position, mine) > 0) {
-        const Vertex* myCorner = firstUnshared(mine, theirs);
-        if (classifyVertex(myCorner->position, theirs) < 0) {
+    // The outlines do not cross: decide by one point of each that lies off the other outline.
+    if (classifyVertex(decidingPoint(theirs, mine), mine) > 0) {
+        if (classifyVertex(decidingPoint(mine, theirs), theirs) < 0) {
             return {};
         }
         return {*this};

@@ -195,6 +195,11 @@ TEST(Polygon, SubtractCrossingOutlines) {
         arrow.subtract(Polygon(Points{p(2, 0), p(2, 7), p(2, 14), p(13, 13)}));
     ASSERT_EQ(alongside.size(), 1u);
     EXPECT_EQ(alongside[0].getPoints(), arrow.getPoints());
+    // Every corner of the outside polygon lies on this one's outline: an edge midpoint decides.
+    const Polygon wedge(Points{p(2, 4), p(14, 2), p(4, 2), p(2, 2), p(0, 0)});
+    const std::vector<Polygon> under = wedge.subtract(Polygon(Points{p(9, 2), p(11, 2), p(0, 0), p(2, 2)}));
+    ASSERT_EQ(under.size(), 1u);
+    EXPECT_EQ(under[0].getPoints(), wedge.getPoints());
     EXPECT_TRUE(recorder.empty()) << recorder.texts()[0];
 }
 
