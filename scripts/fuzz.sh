@@ -7,6 +7,8 @@
 #
 #   scripts/fuzz.sh [seconds-per-program] [program ...]
 #   TARN_FUZZ_TIMEOUT  seconds one input may take before it counts as a hang (default 10)
+#   TARN_FUZZ_SEED     libFuzzer's random seed (default: a new one each run); CI fixes it so that
+#                      a run explores the same inputs every time and a red run can be replayed
 set -uo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
@@ -47,7 +49,8 @@ for name in "${programs[@]}"; do
     ASAN_OPTIONS="detect_leaks=1:abort_on_error=1" \
     UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1" \
         "build/linux-fuzz/bin/$name" -max_total_time="$seconds" -timeout="${TARN_FUZZ_TIMEOUT:-10}" \
-        -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$findings/$name-" "$corpus" \
+        -rss_limit_mb=2048 -print_final_stats=1 -seed="${TARN_FUZZ_SEED:-0}" \
+        -artifact_prefix="$findings/$name-" "$corpus" \
         >"$output" 2>&1
     status=$?
     runs="$(sed -nE 's/^stat::number_of_executed_units: *([0-9]+)/\1/p' "$output" | tail -n 1)"
