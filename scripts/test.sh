@@ -39,20 +39,24 @@ run_preset() {
     fi
 }
 
+# Adds a stage's summary line ("<stage>: N ... passed, M failed") to the tally; a stage that printed
+# none (it did not get that far) counts as one failure.
+add_counts() {
+    if [ -n "$1" ]; then
+        passed_count=$((passed_count + $(sed -E 's/^[a-z]+: ([0-9]+) .*/\1/' <<<"$1")))
+        failed_count=$((failed_count + $(sed -E 's/.* ([0-9]+) failed$/\1/' <<<"$1")))
+    else
+        failed_count=$((failed_count + 1))
+    fi
+}
+
 # A few seconds of every fuzz program (scripts/fuzz.sh) on its seed corpus: each program is one
 # test in the tally.
 run_fuzz() {
     stage "linux-fuzz: fuzz programs, 5 s each"
     TARN_FUZZ_SEED=1 scripts/fuzz.sh 5 2>&1 | tee build/fuzz.log
     [ "${PIPESTATUS[0]}" -eq 0 ] || failed+=("linux-fuzz")
-    local line
-    line="$(grep -E '^fuzz: [0-9]+ passed, [0-9]+ failed$' build/fuzz.log | tail -n 1)"
-    if [ -n "$line" ]; then
-        passed_count=$((passed_count + $(sed -E 's/^fuzz: ([0-9]+) passed.*/\1/' <<<"$line")))
-        failed_count=$((failed_count + $(sed -E 's/.* ([0-9]+) failed$/\1/' <<<"$line")))
-    else
-        failed_count=$((failed_count + 1))
-    fi
+    add_counts "$(grep -E '^fuzz: [0-9]+ passed, [0-9]+ failed$' build/fuzz.log | tail -n 1)"
 }
 
 # Memcheck over the Linux debug test programs (scripts/valgrind.sh); each suite counts as one test.
@@ -60,14 +64,7 @@ run_valgrind() {
     stage "valgrind: memcheck over every Linux test suite"
     scripts/valgrind.sh 2>&1 | tee build/valgrind.log
     [ "${PIPESTATUS[0]}" -eq 0 ] || failed+=("valgrind")
-    local line
-    line="$(grep -E '^valgrind: [0-9]+ suites passed, [0-9]+ failed$' build/valgrind.log | tail -n 1)"
-    if [ -n "$line" ]; then
-        passed_count=$((passed_count + $(sed -E 's/^valgrind: ([0-9]+) .*/\1/' <<<"$line")))
-        failed_count=$((failed_count + $(sed -E 's/.* ([0-9]+) failed$/\1/' <<<"$line")))
-    else
-        failed_count=$((failed_count + 1))
-    fi
+    add_counts "$(grep -E '^valgrind: [0-9]+ suites passed, [0-9]+ failed$' build/valgrind.log | tail -n 1)"
 }
 
 mkdir -p build

@@ -56,8 +56,13 @@ __attribute__((noinline)) uint64_t sumBytes(const unsigned char* bytes, std::siz
     return sum;
 }
 
+/// Whole-file reads with the contents released between calls. With argument 1 no released storage
+/// fits: between the timed reads smaller contents (16 MiB) are made and released, which frees the
+/// 256 MiB kept from the last read and is kept in its place, so every timed read gets storage that
+/// has never been touched: the cost of a first large read.
 void ReadFileSync(benchmark::State& state) {
     const std::string& path = benchmarkFile();
+    const bool evictKeptStorage = state.range(0) != 0;
     for (auto _ : state) {
         std::unique_ptr<Tarn::FileContents> contents = Tarn::IO::readFileSync(path);
         if (!contents || contents->size != FileSize) {
@@ -65,26 +70,12 @@ void ReadFileSync(benchmark::State& state) {
             break;
         }
         benchmark::DoNotOptimize(contents->data);
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * FileSize));
-}
-
-/// The same when no released storage fits: between the timed reads, smaller contents (16 MiB) are
-/// made and released, which frees the 256 MiB kept from the last read and is kept in its place. So
-/// every timed read gets storage that has never been touched: the cost of a first large read.
-void ReadFileSyncIntoFreshStorage(benchmark::State& state) {
-    const std::string& path = benchmarkFile();
-    for (auto _ : state) {
-        std::unique_ptr<Tarn::FileContents> contents = Tarn::IO::readFileSync(path);
-        if (!contents || contents->size != FileSize) {
-            state.SkipWithError("readFileSync failed");
-            break;
+        if (evictKeptStorage) {
+            state.PauseTiming();
+            contents.reset();
+            Tarn::MemoryBufferBackedFileContents smaller(16u << 20, "smaller");
+            state.ResumeTiming();
         }
-        benchmark::DoNotOptimize(contents->data);
-        state.PauseTiming();
-        contents.reset();
-        Tarn::MemoryBufferBackedFileContents smaller(16u << 20, "smaller");
-        state.ResumeTiming();
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * FileSize));
 }
@@ -167,8 +158,7 @@ void DirectMmapAndSum(benchmark::State& state) {
 
 // Run with --benchmark_enable_random_interleaving=true so that both sides of a pair share the load.
 BENCHMARK(ReadLoopIntoPreallocatedBuffer)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5);
-BENCHMARK(ReadFileSync)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5);
-BENCHMARK(ReadFileSyncIntoFreshStorage)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5);
+BENCHMARK(ReadFileSync)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5);
 BENCHMARK(ReadLoopIntoFreshBuffer)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5);
 BENCHMARK(DirectMmapAndSum)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5);
 BENCHMARK(FileHandleMapAndSum)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5);
