@@ -7,8 +7,8 @@
 
 #include "FuzzCheck.h"
 
+#include <Tarn/Input/Gestures.h>
 #include <Tarn/Logging/LogManager.h>
-#include <Tarn/Platform/Gestures.h>
 
 #include <fuzzer/FuzzedDataProvider.h>
 

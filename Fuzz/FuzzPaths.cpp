@@ -5,7 +5,7 @@
 
 #include "FuzzCheck.h"
 
-#include <Tarn/Platform/Paths.h>
+#include <Tarn/Files/Paths.h>
 
 #include <fuzzer/FuzzedDataProvider.h>
 

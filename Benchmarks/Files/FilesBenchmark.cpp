@@ -1,8 +1,8 @@
 // Whole-file reads and mapped reads of a 256 MiB file in the page cache, each beside the plain
 // system calls that do the same work. The file lives in /tmp for the run and is removed afterwards.
 
-#include <Tarn/Platform/FileHandle.h>
-#include <Tarn/Platform/Files.h>
+#include <Tarn/Files/FileHandle.h>
+#include <Tarn/Files/Files.h>
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // Steady-state cost of feeding pointer events to the gesture recogniser, beside the bare
 // bookkeeping a hash map of pointers costs, and a count of heap allocations inside the timed loops.
 
-#include <Tarn/Platform/Gestures.h>
+#include <Tarn/Input/Gestures.h>
 
 #include <benchmark/benchmark.h>
 

@@ -10,7 +10,7 @@ namespace Tarn::Logging {
 /// Writes log lines to one text file:
 ///
 ///     [Error][PlatformIO] Cannot open settings.ini
-///     [Error][PlatformIO] Cannot open settings.ini (Source/Platform/IO.cpp:120)
+///     [Error][PlatformIO] Cannot open settings.ini (Source/Files/Files.cpp:120)
 ///
 /// The second form is used when file names are enabled and the message has a file. Lines are not
 /// flushed one by one; cleanUp (or the destructor) closes the file. With no file open, messages

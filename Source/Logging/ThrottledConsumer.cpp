@@ -1,7 +1,7 @@
+#include <Tarn/Application/Timer.h>
 #include <Tarn/Foundation/Assert.h>
 #include <Tarn/Logging/LogManager.h>
 #include <Tarn/Logging/ThrottledConsumer.h>
-#include <Tarn/Platform/Timer.h>
 #include <Tarn/Strings/Hash.h>
 
 #include "Logging/Internal/LogPlatform.h"

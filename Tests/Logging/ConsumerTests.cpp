@@ -1,8 +1,8 @@
+#include <Tarn/Application/Threads.h>
 #include <Tarn/Logging/ConsoleLogger.h>
 #include <Tarn/Logging/FileLogger.h>
 #include <Tarn/Logging/Log.h>
 #include <Tarn/Logging/RedirectedLogger.h>
-#include <Tarn/Platform/Threads.h>
 
 #include "AssertRecorder.h"
 #include "StreamCapture.h"
