@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the release library for Linux and for Windows x64 and installs both, with the public
-# headers and the CMake package config, into one SDK folder (default: <repo>/sdk).
+# headers and the CMake package config, into one SDK folder (default: <repo>/sdk); then runs the
+# demo program installed beside the libraries (bin/TarnDemo), on Linux and, with Wine, on Windows.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 prefix="${1:-$root/sdk}"
@@ -14,5 +15,16 @@ for preset in linux-release windows-release; do
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset" -j "$jobs"
     cmake --install "build/$preset" --prefix "$prefix" --component sdk >/dev/null
+    cmake --install "build/$preset" --prefix "$prefix" --component demo >/dev/null
 done
 echo "SDK installed in $prefix"
+
+echo
+echo "== TarnDemo on Linux: $prefix/bin/TarnDemo --loglevel=info"
+"$prefix/bin/TarnDemo" --loglevel=info
+if command -v wine >/dev/null; then
+    echo
+    echo "== TarnDemo.exe on Windows (Wine): $prefix/bin/TarnDemo.exe --loglevel=info"
+    WINEPREFIX="$root/build/windows-release/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" \
+        wine "$prefix/bin/TarnDemo.exe" --loglevel=info
+fi
