@@ -121,8 +121,8 @@ void Application::displayHelp() const {
     static const char* const lines[] = {
         "\nThe following common command line arguments are also available:\n\n",
         "    --help                Display help information.\n",
-        "    --nowindow            Do not create a window.  Also enables the null-renderer if "
-        "--renderer.graphicsDevice= is not also specified.\n",
+        ("    --nowindow            Do not create a window.  Also enables the null-renderer if "
+         "--renderer.graphicsDevice= is not also specified.\n"),
         "    --logcolors=[on|off]  Enable or disable colouring console log output.  Default is on.\n",
         "    --loglevel=<level>    Set the logging level of detail.  Level can be one of:\n",
         "                          trace, debug, info, warning, error, or fatal.\n",
