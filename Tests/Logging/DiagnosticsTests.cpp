@@ -46,6 +46,15 @@ std::vector<std::string> splitLines(const std::string& text) {
     std::abort();
 }
 
+// Runs out of stack, far deeper than the 199 frames a report holds. The handler then runs on its
+// alternate stack.
+[[gnu::noinline]] __attribute__((no_sanitize("address", "undefined", "thread"))) int
+overflowStack(volatile int* previous) {
+    volatile int local[64] = {};
+    local[0] = *previous + 1;
+    return local[0] > 0 ? overflowStack(local) + local[1] : 0;
+}
+
 } // namespace
 
 TEST(OsDescription, WindowsNamesFromVersionRecords) {
@@ -126,11 +135,15 @@ TEST(CrashLogging, ChildCrashIsReportedAndStillDies) {
         const char* mode;
         const char* function; // a frame that must be named with its file and line
         int linuxSignal;
+        bool fullStack; // deeper than a report holds: exactly 199 frame lines
     };
-    std::vector<Case> cases = {{"main", "crashOnPurpose", SIGSEGV}, {"thread", "crashOnPurpose", SIGSEGV}};
+    std::vector<Case> cases = {{"main", "crashOnPurpose", SIGSEGV, false},
+                               {"thread", "crashOnPurpose", SIGSEGV, false}};
 #if !defined(_WIN32)
-    cases.push_back(
-        {"abort", "abortOnPurpose", SIGABRT}); // the runtime's abort bypasses the filter on Windows
+    // The runtime's abort bypasses the filter on Windows, and a filter has no stack of its own there
+    // to report an overflow with.
+    cases.push_back({"abort", "abortOnPurpose", SIGABRT, false});
+    cases.push_back({"overflow", "overflowStack", SIGSEGV, true});
 #endif
     const std::regex frameLine(R"(\[Fatal\]\[Crash\] (0x)?[0-9A-Fa-f]+ - (\(Unknown\)|.+))");
     for (const Case& test : cases) {
@@ -149,6 +162,9 @@ TEST(CrashLogging, ChildCrashIsReportedAndStillDies) {
         ASSERT_GE(lines.size(), 2u) << run.output;
         EXPECT_EQ(lines[0], "[Fatal][Crash] Caught unhandled exception.");
         EXPECT_LE(lines.size() - 1, 199u);
+        if (test.fullStack) {
+            EXPECT_EQ(lines.size() - 1, 199u);
+        }
         bool named = false;
         for (std::size_t i = 1; i < lines.size(); ++i) {
             EXPECT_TRUE(std::regex_match(lines[i], frameLine)) << lines[i];
@@ -173,6 +189,9 @@ TEST(CrashLogging, DISABLED_CrashChild) {
         worker.join();
     } else if (mode == "abort") {
         abortOnPurpose();
+    } else if (mode == "overflow") {
+        volatile int start = 0;
+        overflowStack(&start);
     }
     FAIL() << "still alive after " << mode;
 }
