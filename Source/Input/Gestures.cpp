@@ -321,7 +321,10 @@ void Gestures::update() {
 void Gestures::update(double now) {
     for (size_t i = 0; i < pointers.size();) {
         const Pointer& pointer = pointers[i];
-        const bool silent = now - pointer.currentTime > StalePointerTime;
+        // Measured between the pointer's own reports, so that event times from any clock (a
+        // replayed trace, a device's own timestamps) work: a contact that keeps being reported at
+        // one place while nothing else happens is the one whose release was lost.
+        const bool silent = pointer.currentTime - pointer.previousTime > StalePointerTime;
         const bool still =
             pointer.state == PointerState::Pressed || pointer.currentPosition == pointer.previousPosition;
         if (silent && still) {

@@ -29,8 +29,9 @@ enum class PointerType : uint32_t { Mouse = 0, Touch = 1, Pen = 2 };
 /// is reported once it passes its threshold (Begin, then Update), so one that never does vanishes
 /// without a trace; Press is the exception and reports Begin at once.
 ///
-/// Times are the caller's and only their differences matter, except that `update()` compares them
-/// with the library's wall clock in milliseconds (`update(now)` takes another clock's reading).
+/// Times are the caller's and only their differences matter; the library's wall clock in
+/// milliseconds only stamps the releases `update()` makes up for lost ones (`update(now)` takes
+/// another clock's reading for those).
 /// Not synchronised: feed and update on the thread that pumps the window's input.
 class TARN_API Gestures {
 public:
@@ -76,10 +77,10 @@ public:
     /// Releases stale pointers (see `update(double)`) at the library clock's present time in
     /// milliseconds, then publishes the gestures emitted since the previous update.
     void update();
-    /// The same with the present time given: a pointer that has been down for more than 10 s
-    /// after its last report, never moved or last reported without moving, is taken to have lost
-    /// its release (a window that lost capture, a touch driver that dropped an event) and is
-    /// released at its current position at `now`, with a warning.
+    /// The same with the present time given: a pointer whose last report came more than 10 s
+    /// after the one before it, at an unchanged position, is taken to have lost its release (a
+    /// touch driver that keeps repeating a contact it no longer tracks) and is released at its
+    /// current position at `now`, with a warning.
     void update(double now);
     /// Gestures published by the last update, in the order they were emitted.
     const std::vector<Gesture>& getGestures() const { return gestures; }
