@@ -4,6 +4,9 @@
 
 namespace Tarn::Collections {
 
+// Defined here so that the DLL exports it (see StringView::NoPosition).
+constexpr uint64_t PoolBase::MaxElementOffset;
+
 PoolBase::PoolBase(uint64_t elementSize, uint64_t capacity, uint64_t pageSize, Memory::Allocator* allocator,
                    MemBlockType memType)
     : freeList(nullptr), numAllocated(0), elementSize(elementSize), capacity(0), pageSize(pageSize),
@@ -138,7 +141,8 @@ void* PoolBase::getElement(uint32_t handle) const {
     const ElementOffset elementIndex = getElementOffset(handle);
     TARN_ASSERT(pageIndex < pages.size() && "Page index out of range.");
     TARN_ASSERT(elementIndex < pageSize && "Element index out of range.");
-    if (pageIndex >= pages.size() || elementIndex >= pageSize) {
+    // No page, no address to compute from; an offset past the page is only arithmetic.
+    if (pageIndex >= pages.size()) {
         return nullptr;
     }
     return const_cast<uint8_t*>(pages[pageIndex].data()) + elementIndex * elementSize;

@@ -68,16 +68,14 @@ public:
         return slot;
     }
 
-    /// Pushes `element` on the free list; null is ignored. A slot freed twice corrupts the list.
-    /// Freeing more slots than are allocated raises an assertion and frees nothing.
+    /// Pushes `element` on the free list; null is ignored. The element is not checked: a slot
+    /// freed twice corrupts the list. Freeing with nothing allocated raises an assertion and then
+    /// frees all the same (the count wraps), so the next `allocate` hands that element back.
     void deallocate(void* element) {
         if (element == nullptr) {
             return;
         }
         TARN_ASSERT(numAllocated && "No available elements to free.");
-        if (numAllocated == 0) {
-            return;
-        }
         --numAllocated;
         auto* slot = static_cast<PoolHeader*>(element);
         slot->next = freeList;
@@ -90,7 +88,9 @@ public:
     /// The handle of the slot holding `element` (any byte of it), or 0 with an assertion when no
     /// page holds it. Linear in the number of pages.
     uint32_t getHandle(const void* element) const;
-    /// The slot named by `handle`, allocated or not.
+    /// The slot named by `handle`, allocated or not. An offset at or past the page size asserts
+    /// and still yields the address it names (never dereferenced here); a page that does not exist
+    /// asserts and yields null.
     void* getElement(uint32_t handle) const;
     /// The handle names an existing page and a slot within the page size; says nothing about
     /// whether the slot is allocated.

@@ -6,8 +6,8 @@
 namespace Tarn {
 
 /// What a heap block is for. Every owning container passes its tag with each allocation, release
-/// and retagging, so an allocator can keep one total per tag: the values are dense from 0 to
-/// Count - 1 and an array of Count totals indexed by the tag covers them all.
+/// and retagging, so an allocator can keep one total per tag. The library uses the named values
+/// below `FirstApplicationTag`; every value from there to 255 is the application's to give.
 enum class MemBlockType : uint8_t {
     Unknown = 0,
     Buffer = 1, ///< Default tag of a byte buffer, and the tag a moved-from buffer returns to.
@@ -25,11 +25,12 @@ enum class MemBlockType : uint8_t {
     Platform,
     Input,
     Application,
-    Count ///< Number of tags; not a tag itself.
+    FirstApplicationTag ///< The first value the library never uses itself.
 };
 
-/// Number of distinct tags, for per-tag accounting tables.
-inline constexpr std::size_t MemBlockTypeCount = static_cast<std::size_t>(MemBlockType::Count);
+/// Number of distinct tag values, applications' own included: an array of this many totals indexed
+/// by the tag covers every block an allocator can be given.
+inline constexpr std::size_t MemBlockTypeCount = std::size_t{1} << (8 * sizeof(MemBlockType));
 
 /// The tag used when none is given.
 inline constexpr MemBlockType DefaultMemBlockType = MemBlockType::Buffer;

@@ -132,6 +132,12 @@ TEST(MemoryBuffer, MoveAndCopyKeepTheirAllocatorsAndTags) {
     const auto retags = allocator.calls(Op::ChangeType); // the capacity, not the size
     EXPECT_TRUE(retags.size() == 1u && retags[0].size == 1024u && retags[0].type == MemBlockType::Message &&
                 retags[0].newType == MemBlockType::Network);
+    // Applications tag with values past the library's own; a table of MemBlockTypeCount holds them.
+    const auto applicationTag = static_cast<MemBlockType>(200);
+    const uint64_t network = allocator.bytes(MemBlockType::Network);
+    original.changeType(applicationTag);
+    EXPECT_EQ(allocator.bytes(applicationTag), 1024u);
+    EXPECT_EQ(allocator.bytes(MemBlockType::Network), network - 1024u);
 }
 
 TEST(MemoryBuffer, SeekClampsAndWritesCutAtTheCursor) {

@@ -46,8 +46,8 @@ public:
 
 private:
     mutable std::mutex mutex_;
-    std::array<uint64_t, 256> bytes_{};
-    std::array<uint64_t, 256> blocks_{};
+    std::array<uint64_t, MemBlockTypeCount> bytes_{};
+    std::array<uint64_t, MemBlockTypeCount> blocks_{};
     std::vector<Call> log_;
     bool refuse_ = false;
 };
