@@ -75,8 +75,16 @@ run_preset windows-debug
 run_fuzz
 
 stage "packaging: SDK and a client project outside the tree"
+# The release SDK, then the assertion-enabled builds of the stages above installed as an SDK: a
+# client must see the library's own assertion setting either way.
 if scripts/build-sdk.sh "$root/build/sdk-test" >build/sdk.log 2>&1; then
-    if scripts/package-test.sh "$root/build/sdk-test"; then
+    rm -rf build/sdk-assert-test
+    for preset in linux-asan windows-debug; do
+        cmake --install "build/$preset" --prefix build/sdk-assert-test --component sdk >/dev/null
+    done
+    if scripts/package-test.sh "$root/build/sdk-test" off &&
+        TARN_CLIENT_LINUX_FLAGS="-fsanitize=address,undefined" \
+            scripts/package-test.sh "$root/build/sdk-assert-test" on; then
         passed_count=$((passed_count + 1))
     else
         failed+=("packaging"); failed_count=$((failed_count + 1))

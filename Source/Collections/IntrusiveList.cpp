@@ -178,15 +178,13 @@ void IntrusiveList::remove(IntrusiveNode* node) {
 #endif
 }
 
-#if defined(TARN_ENABLE_ASSERTIONS)
 // After a node was linked: one more node than the `n` counted before, and both sentinels intact.
-void IntrusiveList::checkLinked(std::size_t n) const noexcept {
-    const std::size_t m = countNodes();
+void IntrusiveList::checkLinked([[maybe_unused]] std::size_t n) const noexcept {
+    [[maybe_unused]] const std::size_t m = countNodes();
     TARN_ASSERT(n + 1 == m);
     TARN_ASSERT(head->prev != nullptr);
     TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
 }
-#endif
 
 IntrusiveNode* IntrusiveList::popFront() {
     if (head->next == nullptr) {

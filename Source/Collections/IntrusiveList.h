@@ -110,9 +110,8 @@ private:
         return reinterpret_cast<IntrusiveNode*>(const_cast<IntrusiveNode**>(&tail));
     }
     std::size_t countNodes() const noexcept;
-#if defined(TARN_ENABLE_ASSERTIONS)
+    // Declared whatever the assertion setting, so that the class is the same in every build.
     void checkLinked(std::size_t n) const noexcept;
-#endif
     void takeNodes(IntrusiveList& other) noexcept;
 
     IntrusiveNode* head;

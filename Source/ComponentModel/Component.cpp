@@ -4,6 +4,9 @@
 
 namespace Tarn::ComponentModel {
 
+// Defined here so that the DLL exports it (see StringView::NoPosition).
+constexpr uint32_t Component::PoolAllocatedFlag;
+
 using Reflection::TypeDatabase;
 
 TypeId Component::getComponentTypeId(StringView name) {

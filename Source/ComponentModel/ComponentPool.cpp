@@ -8,6 +8,9 @@
 
 namespace Tarn::ComponentModel {
 
+// Defined here so that the DLL exports it (see StringView::NoPosition).
+constexpr uint32_t ComponentPoolBase::AutomaticGrowth;
+
 using Reflection::TypeDatabase;
 
 std::atomic<uint32_t> ComponentPoolBase::generationCounter{0};

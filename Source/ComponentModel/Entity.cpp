@@ -5,6 +5,9 @@
 
 namespace Tarn::ComponentModel {
 
+// Defined here so that the DLL exports it (see StringView::NoPosition).
+constexpr uint64_t Entity::NoId;
+
 using Reflection::InvalidTypeId;
 using Reflection::Type;
 using Reflection::TypeDatabase;

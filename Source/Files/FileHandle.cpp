@@ -8,6 +8,9 @@
 #include <string>
 
 namespace Tarn {
+
+// Defined here so that the DLL exports it for the header's inline code (see StringView::NoPosition).
+constexpr uintptr_t FileHandle::InvalidHandle;
 namespace {
 
 const Logging::Log& handleLog() {

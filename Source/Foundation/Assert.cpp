@@ -28,4 +28,12 @@ void reportAssertion(const char* condition, const char* file, int line) {
     currentHandler.load()(condition, file, line);
 }
 
+bool areAssertionsEnabled() {
+#if defined(TARN_ENABLE_ASSERTIONS)
+    return true;
+#else
+    return false;
+#endif
+}
+
 } // namespace Tarn

@@ -18,6 +18,10 @@ TARN_API AssertHandler getAssertHandler();
 /// Reports a failed assertion through the installed handler.
 TARN_API void reportAssertion(const char* condition, const char* file, int line);
 
+/// Whether the library was built with its assertions compiled in. Its CMake package then gives
+/// clients `TARN_ENABLE_ASSERTIONS` too, so the assertions in the headers' inline code agree.
+TARN_API bool areAssertionsEnabled();
+
 } // namespace Tarn
 
 // The text reported is the stringified condition, so an assertion written as

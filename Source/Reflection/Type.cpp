@@ -7,6 +7,9 @@
 
 namespace Tarn::Reflection {
 
+// Defined here so that the DLL exports it (see StringView::NoPosition).
+constexpr uint32_t Type::EnumFlagsBit;
+
 namespace {
 
 // Walks `type` and its base chain, returning the first record `select` yields.

@@ -7,6 +7,10 @@
 
 namespace Tarn {
 
+// A client takes the constant from the DLL when it needs its address (binding it to a reference,
+// as std::min does), so the library must define it for the export table to carry it.
+constexpr uint64_t StringView::NoPosition;
+
 int StringView::compareMemory(const char* a, const char* b, uint64_t n) noexcept {
     // memcmp must not see a null pointer, even for zero bytes, and empty views may carry one.
     return n == 0 ? 0 : std::memcmp(a, b, static_cast<size_t>(n));
