@@ -384,6 +384,31 @@ void removeRepeats(VertexList& list) {
     }
 }
 
+// Removes spikes: a vertex whose two neighbours have exactly one position, i.e. an outline that
+// runs out to the vertex and straight back. Merging two crossings closer than the tolerance turns
+// a thin tip (a corner of one outline just across the other's edge) into such a spike through the
+// merged crossing. It encloses nothing, yet it would be a stretch that starts and ends at one
+// shared position, which no classification of stretches can place inside or outside.
+void removeSpikes(VertexList& list) {
+    bool removed = true;
+    while (removed && list.size() >= 3) {
+        removed = false;
+        for (std::size_t i = 0; i < list.size() && list.size() >= 3; ++i) {
+            const std::size_t prev = previous(i, list.size());
+            const std::size_t next = following(i, list.size());
+            if (list[prev].position != list[next].position) {
+                continue;
+            }
+            list[prev].intersectionPoint = list[prev].intersectionPoint || list[next].intersectionPoint;
+            // Erase the later index first so that the earlier one stays valid.
+            const auto [first, second] = std::minmax(i, next);
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(second));
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(first));
+            removed = true;
+        }
+    }
+}
+
 // Flags the vertices the two lists share and links each to its twin (the first vertex with that
 // position in the other list). Returns the number of shared vertices in mine.
 std::size_t flagShared(VertexList& mine, VertexList& theirs, std::vector<std::size_t>& mineTwin,
@@ -786,6 +811,8 @@ std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
     reconcile(theirs, mine);
     removeRepeats(mine);
     removeRepeats(theirs);
+    removeSpikes(mine);
+    removeSpikes(theirs);
 
     Links links;
     const std::size_t shared = flagShared(mine, theirs, links.mineTwin, links.theirTwin);

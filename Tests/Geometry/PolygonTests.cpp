@@ -200,6 +200,19 @@ TEST(Polygon, SubtractCrossingOutlines) {
     const std::vector<Polygon> under = wedge.subtract(Polygon(Points{p(9, 2), p(11, 2), p(0, 0), p(2, 2)}));
     ASSERT_EQ(under.size(), 1u);
     EXPECT_EQ(under[0].getPoints(), wedge.getPoints());
+    // A corner just across the other's edge, its two edges crossing it closer together than the
+    // merge tolerance: the crossings merge into one point, the thin tip between them is dropped,
+    // and what remains only touches. Once of theirs inside mine, once of mine inside theirs.
+    const Polygon notched(Points{p(0, 3), p(0, 5), p(15, 4), p(2, 2), p(0, 0, 2)});
+    const std::vector<Polygon> sliver =
+        notched.subtract(Polygon(Points{p(14, 4), p(14, 13, -2), p(15, 15, -2)}));
+    ASSERT_EQ(sliver.size(), 1u);
+    EXPECT_EQ(sliver[0].getPoints(), notched.getPoints());
+    const Polygon tipped(Points{p(2, 10, -2), p(12, 15, -2), p(13, 15, -2)});
+    const std::vector<Polygon> tip =
+        tipped.subtract(Polygon(Points{p(11, 0, -2), p(0, 0, -2), p(0, 12), p(11, 2, 2), p(9, 2, -2)}));
+    ASSERT_EQ(tip.size(), 1u);
+    EXPECT_EQ(tip[0].getPoints(), tipped.getPoints());
     EXPECT_TRUE(recorder.empty()) << recorder.texts()[0];
 }
 
