@@ -76,9 +76,9 @@ const char* tagName(Tarn::MemBlockType type) {
     static const char* const names[] = {
         "Unknown", "Buffer", "Pool",    "Component", "ComponentData", "Reflection", "String", "Collection",
         "Logging", "File",   "Network", "Message",   "Geometry",      "Platform",   "Input",  "Application"};
-    static_assert(std::size(names) == Tarn::MemBlockTypeCount);
+    static_assert(std::size(names) == static_cast<std::size_t>(Tarn::MemBlockType::FirstApplicationTag));
     const auto index = static_cast<std::size_t>(type);
-    return index < std::size(names) ? names[index] : "?";
+    return index < std::size(names) ? names[index] : "(application)";
 }
 
 std::string format(const char* text, ...) {
