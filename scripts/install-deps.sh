@@ -8,7 +8,7 @@ packages=(
     g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine64 wine xvfb xauth
     libglm-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
     libspdlog-dev libxxhash-dev libzmq3-dev libboost-dev libproj-dev
-    libdw-dev
+    libdw-dev dpkg-dev lintian doxygen
 )
 
 missing=()

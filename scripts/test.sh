@@ -74,17 +74,18 @@ run_valgrind
 run_preset windows-debug
 run_fuzz
 
-stage "packaging: SDK and a client project outside the tree"
-# The release SDK, then the assertion-enabled builds of the stages above installed as an SDK: a
+stage "packaging: the packages and the SDK, each used by a client project outside the tree"
+# The release packages, then the assertion-enabled builds of the stages above installed as an SDK: a
 # client must see the library's own assertion setting either way.
-if scripts/build-sdk.sh "$root/build/sdk-test" >build/sdk.log 2>&1; then
+rm -rf build/packages-test
+if scripts/build-sdk.sh "$root/build/sdk-test" "$root/build/packages-test" >build/sdk.log 2>&1; then
     rm -rf build/sdk-assert-test
     for preset in linux-asan windows-debug; do
         cmake --install "build/$preset" --prefix build/sdk-assert-test --component sdk >/dev/null
     done
-    if scripts/package-test.sh "$root/build/sdk-test" off &&
+    if scripts/package-test.sh --packages "$root/build/packages-test" &&
         TARN_CLIENT_LINUX_FLAGS="-fsanitize=address,undefined" \
-            scripts/package-test.sh "$root/build/sdk-assert-test" on; then
+            scripts/package-test.sh --sdk "$root/build/sdk-assert-test" on; then
         passed_count=$((passed_count + 1))
     else
         failed+=("packaging"); failed_count=$((failed_count + 1))

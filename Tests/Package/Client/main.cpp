@@ -4,6 +4,7 @@
 #include <Tarn/ComponentModel/ComponentPool.h>
 #include <Tarn/ComponentModel/Entity.h>
 #include <Tarn/Foundation/Assert.h>
+#include <Tarn/Foundation/Version.h>
 #include <Tarn/Reflection/Type.h>
 #include <Tarn/Strings/StringView.h>
 
@@ -59,6 +60,13 @@ int main() {
           "Component::PoolAllocatedFlag");
     check(throughAddress(Tarn::ComponentModel::Entity::NoId) == UINT64_MAX, "Entity::NoId");
     check(throughAddress(Tarn::Reflection::Type::EnumFlagsBit) == 1u, "Type::EnumFlagsBit");
+
+    // The headers and the library come from one package.
+    const Tarn::FoundationVersion version = Tarn::getFoundationVersion();
+    check(version.major == TARN_FOUNDATION_VERSION_MAJOR && version.minor == TARN_FOUNDATION_VERSION_MINOR &&
+              version.patch == TARN_FOUNDATION_VERSION_PATCH &&
+              std::string(Tarn::getFoundationVersionString()) == TARN_FOUNDATION_VERSION_STRING,
+          "version");
 
     if (!failures.empty()) {
         std::printf("client: %s\n", failures.c_str());
