@@ -32,15 +32,19 @@ class TARN_API ConnectionBase {
 public:
     /// A platform socket widened to 64 bits; InvalidSocket (all bits set) when there is none.
     using Socket = uint64_t;
-    static constexpr Socket InvalidSocket = ~Socket(0);
+    // Enumerators rather than static constants: a constant of an exported class would be imported
+    // from the DLL when a client binds a reference to it, and the DLL has no such object.
+    enum : Socket { InvalidSocket = ~Socket(0) };
 
     /// Flag bits.
-    static constexpr uint32_t FlagRemove = 0x1;        ///< the registry is to drop the connection
-    static constexpr uint32_t FlagDelete = 0x2;        ///< ... and to delete it when it does
-    static constexpr uint32_t FlagDoNotProcess = 0x4;  ///< bind, listen, reconnect do not register
-    static constexpr uint32_t FlagListening = 0x10000; ///< listening; processIncoming accepts
-    static constexpr uint32_t FlagAutoReconnect = 0x20000;
-    static constexpr uint32_t FlagNoDelayPending = 0x40000; ///< TCP_NODELAY to set on connect/accept
+    enum : uint32_t {
+        FlagRemove = 0x1,             ///< the registry is to drop the connection
+        FlagDelete = 0x2,             ///< ... and to delete it when it does
+        FlagDoNotProcess = 0x4,       ///< bind, listen, reconnect do not register
+        FlagListening = 0x10000,      ///< listening; processIncoming accepts
+        FlagAutoReconnect = 0x20000,  ///< reconnect when the socket closes
+        FlagNoDelayPending = 0x40000, ///< TCP_NODELAY to set on connect/accept
+    };
 
     ConnectionBase(const ConnectionBase&) = delete;
     ConnectionBase& operator=(const ConnectionBase&) = delete;

@@ -74,12 +74,15 @@ TEST(ConnectionLoad, FourProducersThroughAHubPairLoseAndReorderNothing) {
     std::vector<std::thread> producers;
     for (uint32_t p = 0; p < kProducers; ++p) {
         producers.emplace_back([&client, &go, p] {
-            while (!go.load()) {
-                std::this_thread::yield();
+            // Each wait has its own deadline: a stuck network thread ends the producer, and the
+            // count below then fails.
+            if (!waitUntil([&] { return go.load(); })) {
+                return;
             }
             for (uint64_t i = 0; i < kMessagesPerProducer; ++i) {
-                while (client.getNoOfQueuedMessages() > 4096) {
-                    std::this_thread::yield();
+                if (client.getNoOfQueuedMessages() > 4096 &&
+                    !waitUntil([&] { return client.getNoOfQueuedMessages() <= 4096; })) {
+                    return;
                 }
                 MessagePtr message = Message::allocate(p);
                 message->write64(i);
