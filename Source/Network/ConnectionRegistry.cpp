@@ -22,6 +22,8 @@ using namespace Detail;
 namespace {
 
 constexpr size_t kSocketsPerPass = 64;
+constexpr uint32_t kArmed = 1;
+constexpr uint32_t kSignalled = 2;
 constexpr int kWaitMilliseconds = 50;
 
 // Is the calling thread the network thread? Registry calls made from it (from inside
@@ -46,10 +48,10 @@ struct Registry {
     size_t roundRobin = 0;
     SocketPoller poller;
 
-    // Wake-on-send (see outputQueued). `armed` is set from before the thread reads the hubs'
-    // queues until its wait has ended; `signalled` makes one wake-up per wait enough.
-    alignas(64) std::atomic<bool> armed{false};
-    alignas(64) std::atomic<bool> signalled{false};
+    // Wake-on-send (see outputQueued): kArmed from before the thread reads the hubs' queues until
+    // its wait has ended; kSignalled makes one wake-up per wait enough. Changed only by
+    // read-modify-write operations, on both sides.
+    alignas(64) std::atomic<uint32_t> wakeState{0};
 };
 
 // Never destroyed: connections that are static objects of other modules unregister at unload.
@@ -158,10 +160,8 @@ void networkLoop() {
         }
 
         // Armed before any queue is read: a message queued after its hub's queue was read below
-        // sees `armed` and wakes the wait (see outputQueued).
-        shared.signalled.store(false);
-        shared.armed.store(true);
-        std::atomic_thread_fence(std::memory_order_seq_cst);
+        // finds kArmed and wakes the wait (see outputQueued).
+        shared.wakeState.exchange(kArmed, std::memory_order_acq_rel);
 
         for (ConnectionBase* connection : shared.active) {
             connection->processOutgoing();
@@ -170,7 +170,8 @@ void networkLoop() {
 
         lock.unlock();
         const int ready = shared.poller.wait(kWaitMilliseconds);
-        shared.armed.store(false, std::memory_order_relaxed);
+        // A read-modify-write, not a store, so that the chain of them stays unbroken.
+        shared.wakeState.exchange(0, std::memory_order_acq_rel);
         lock.lock();
 
         if (ready > 0) {
@@ -281,14 +282,15 @@ bool isNetworkThreadRunning() {
 
 namespace Detail {
 
-// The producer's half of the wake-up (the network thread's is in networkLoop): the message was
-// published by the queue before this fence; the thread sets `armed` before its fence and reads
-// the queues after it. So either the thread's read finds the message, or this load finds `armed`
-// set and the waker is signalled (at most once per wait: `signalled`).
+// The producer's half of the wake-up (the network thread's is in networkLoop). The message was
+// published by the queue before this call. Every change of wakeState is a read-modify-write, so
+// they form one chain: if this one comes after the thread's arming, it finds kArmed and signals
+// (once per wait: kSignalled); if it comes before, the thread's arming reads from it (or from a
+// later link of the chain) and so sees the message when it reads the queues. No fences, which
+// ThreadSanitizer cannot follow.
 void outputQueued() {
-    std::atomic_thread_fence(std::memory_order_seq_cst);
     Registry& shared = registry();
-    if (shared.armed.load(std::memory_order_relaxed) && !shared.signalled.exchange(true)) {
+    if (shared.wakeState.fetch_or(kSignalled, std::memory_order_acq_rel) == kArmed) {
         shared.poller.wake();
     }
 }
