@@ -190,6 +190,11 @@ bool ConnectionHub::processOutgoing() {
         flushQueuedMessages(); // nothing stale goes out after a reconnect
         return false;
     }
+    if (isListening()) {
+        // A listening socket has no peer: writing to it would fail and close the listener.
+        flushQueuedMessages();
+        return true;
+    }
 
     // At a frame boundary with nothing in flight, the first message is staged alone; while the
     // socket takes none of it the stall rule applies, and dropping it then leaves the stream whole.

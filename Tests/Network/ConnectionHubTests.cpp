@@ -223,6 +223,16 @@ TEST(ConnectionHub, QueuedMessagesAreDiscardedWhileTheSocketIsClosed) {
     EXPECT_TRUE(waitUntil([&] { return hub.getNoOfQueuedMessages() == 0; }));
 }
 
+TEST(ConnectionHub, MessagesQueuedOnAListeningHubAreDroppedAndItGoesOnListening) {
+    ConnectionHub listener(0x4B10);
+    ASSERT_TRUE(listener.listen(AddrIn(127, 0, 0, 1), 0));
+    listener.queueMessage(Message::allocate(1));
+    EXPECT_TRUE(waitUntil([&] { return listener.getNoOfQueuedMessages() == 0; }));
+    EXPECT_TRUE(listener.isListening());
+    LoopbackSocket client = LoopbackSocket::connect(listener.getLocalPort());
+    EXPECT_TRUE(client.waitForClose()); // accepted and refused by the base accept
+}
+
 TEST(ConnectionHub, EchoThroughAServedHub) {
     HubServer server; // echoes
     ASSERT_TRUE(server.listen(AddrIn(127, 0, 0, 1), 0));
