@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything and runs every test: Linux under AddressSanitizer+UBSan, Linux under
-# ThreadSanitizer, Linux under valgrind's memcheck, Windows x64 under Wine, a short run of every
-# fuzz program, and the packaging test of the installed SDK on both.
+# ThreadSanitizer, Linux under valgrind's memcheck, Windows x64 under Wine, the frame format between
+# a Linux and a Windows build, a short run of every fuzz program, and the packaging test of the
+# installed SDK on both.
 # Exits non-zero when anything fails.
 set -uo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -67,11 +68,21 @@ run_valgrind() {
     add_counts "$(grep -E '^valgrind: [0-9]+ suites passed, [0-9]+ failed$' build/valgrind.log | tail -n 1)"
 }
 
+# A Linux build and a Windows build exchanging connection-hub frames (scripts/wire-test.sh); each
+# pairing counts as one test.
+run_wire() {
+    stage "wire: Linux and Windows (Wine) builds exchange frames on loopback"
+    scripts/wire-test.sh 2>&1 | tee build/wire.log
+    [ "${PIPESTATUS[0]}" -eq 0 ] || failed+=("wire")
+    add_counts "$(grep -E '^wire: [0-9]+ passed, [0-9]+ failed$' build/wire.log | tail -n 1)"
+}
+
 mkdir -p build
 run_preset linux-asan
 run_preset linux-tsan
 run_valgrind
 run_preset windows-debug
+run_wire
 run_fuzz
 
 stage "packaging: the packages and the SDK, each used by a client project outside the tree"

@@ -4,6 +4,8 @@
 
 #include <Tarn/Network/MessageHub.h>
 
+#include "MallocCount.h"
+
 #include <benchmark/benchmark.h>
 #include <zmq.h>
 
@@ -15,17 +17,6 @@
 #include <cstring>
 #include <mutex>
 #include <thread>
-
-// Every heap allocation of the process goes through malloc (operator new included), so counting
-// malloc calls counts them all, the library's included.
-extern "C" void* __libc_malloc(size_t size);
-namespace {
-std::atomic<uint64_t> mallocCalls{0};
-}
-extern "C" void* malloc(size_t size) {
-    mallocCalls.fetch_add(1, std::memory_order_relaxed);
-    return __libc_malloc(size);
-}
 
 namespace {
 using namespace Tarn::Network;
@@ -107,11 +98,11 @@ void BM_MessageHub_OneToOne(benchmark::State& state) {
     };
     sendBatch(); // warm-up: fills the pool and sizes the queue
 
-    const uint64_t mallocsBefore = mallocCalls.load();
+    const uint64_t mallocsBefore = Tarn::Bench::mallocCalls();
     for (auto _ : state) {
         sendBatch();
     }
-    const uint64_t mallocs = mallocCalls.load() - mallocsBefore;
+    const uint64_t mallocs = Tarn::Bench::mallocCalls() - mallocsBefore;
 
     stop = true;
     hub.queueMessage(Message::allocate(0)); // wakes the consumer
@@ -168,11 +159,11 @@ void BM_ZeroMQ_InprocPushPull(benchmark::State& state) {
     };
     sendBatch();
 
-    const uint64_t mallocsBefore = mallocCalls.load();
+    const uint64_t mallocsBefore = Tarn::Bench::mallocCalls();
     for (auto _ : state) {
         sendBatch();
     }
-    const uint64_t mallocs = mallocCalls.load() - mallocsBefore;
+    const uint64_t mallocs = Tarn::Bench::mallocCalls() - mallocsBefore;
 
     zmq_close(push);
     zmq_ctx_shutdown(context);

@@ -93,6 +93,9 @@ protected:
     MessagePtr getNextMessage();
 
 private:
+    // Makes its queue wake the network thread.
+    friend class ConnectionHub;
+
     /// Handles one message; the base does nothing.
     virtual void processMessage(Message& message);
 

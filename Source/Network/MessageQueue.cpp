@@ -1,5 +1,7 @@
 #include "Network/Internal/MessageQueue.h"
 
+#include "Network/Internal/ConnectionFlags.h"
+
 #include <mutex>
 #include <utility>
 
@@ -21,6 +23,13 @@ MessageQueue::~MessageQueue() {
 }
 
 void MessageQueue::push(const MessagePtr& message) {
+    pushLocked(message);
+    if (pushSide.wakesNetwork.load(std::memory_order_relaxed)) {
+        outputQueued();
+    }
+}
+
+void MessageQueue::pushLocked(const MessagePtr& message) {
     std::lock_guard lock(pushSide.lock);
     if (pushSide.position == kChunkSlots) {
         if (!pushSide.spares) {

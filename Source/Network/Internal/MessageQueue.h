@@ -39,6 +39,8 @@ public:
     void clear();
     /// The number of queued messages at one moment during the call.
     uint64_t size() const;
+    /// From now on every push also wakes the network thread (the queue of a ConnectionHub).
+    void setWakesNetwork() { pushSide.wakesNetwork.store(true, std::memory_order_release); }
 
 private:
     static constexpr size_t kChunkSlots = 63;
@@ -54,6 +56,7 @@ private:
         Chunk* chunk = nullptr;
         size_t position = 0;
         Chunk* spares = nullptr; // taken from `returnedSpares` all at once
+        std::atomic<bool> wakesNetwork{false};
     };
     struct alignas(64) PopSide {
         SpinLock lock;
@@ -61,6 +64,7 @@ private:
         size_t position = 0;
     };
 
+    void pushLocked(const MessagePtr& message);
     // Call under the pop lock.
     void recycle(Chunk* emptied);
 

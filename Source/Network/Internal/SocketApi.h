@@ -7,6 +7,9 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <string>
+
+struct sockaddr;
 
 namespace Tarn::Network::Detail {
 
@@ -45,5 +48,60 @@ constexpr uint32_t networkToHost32(uint32_t v) {
 constexpr uint16_t networkToHost16(uint16_t v) {
     return hostToNetwork16(v);
 }
+
+// ---- Sockets ------------------------------------------------------------------------------------
+// A platform socket widened to 64 bits (SOCKET on Windows, a descriptor elsewhere); all bits set
+// is "no socket", Winsock's INVALID_SOCKET. Calls that fail leave their code for lastSocketError().
+
+using SocketHandle = uint64_t;
+inline constexpr SocketHandle kInvalidSocket = ~SocketHandle(0);
+
+// Socket types and protocols; the backends assert that the platform's values are these.
+inline constexpr int32_t kSockStream = 1;
+inline constexpr int32_t kSockDatagram = 2;
+inline constexpr int32_t kProtoTcp = 6;
+inline constexpr int32_t kProtoUdp = 17;
+
+/// socket(); close-on-exec where the platform has it. kInvalidSocket on failure.
+SocketHandle openSocket(uint16_t family, int32_t type, int32_t protocol);
+/// closesocket() / close().
+void closeSocket(SocketHandle socket);
+/// shutdown() of both directions.
+void shutdownSocket(SocketHandle socket);
+bool bindSocket(SocketHandle socket, const sockaddr* address, int32_t size);
+/// Prepares a socket for bind-and-listen. On Linux this allows the port of a listener that has
+/// just closed to be taken again while its old connections linger in TIME_WAIT (a live listener
+/// still keeps it); Windows needs nothing, and SO_REUSEADDR there would let another socket steal
+/// a live listener's port.
+void prepareListener(SocketHandle socket);
+bool listenSocket(SocketHandle socket, int32_t backlog);
+bool connectSocket(SocketHandle socket, const sockaddr* address, int32_t size);
+/// accept(); `peer` receives up to `*size` bytes of the peer's address. kInvalidSocket on failure.
+SocketHandle acceptSocket(SocketHandle socket, sockaddr* peer, int32_t* size);
+/// One send()/recv()/sendto()/recvfrom() call of at most 2^31 - 1 bytes: the count moved, or -1.
+/// An interrupted call is repeated. send never raises SIGPIPE.
+int64_t sendSocket(SocketHandle socket, const void* data, size_t size);
+int64_t receiveSocket(SocketHandle socket, void* data, size_t size);
+int64_t sendToSocket(SocketHandle socket, const void* data, size_t size, const sockaddr* to, int32_t toSize);
+int64_t receiveFromSocket(SocketHandle socket, void* data, size_t size, sockaddr* from, int32_t* fromSize);
+/// getsockname(): the address the socket is bound to.
+bool localSocketAddress(SocketHandle socket, sockaddr* address, int32_t* size);
+/// FIONBIO.
+bool setSocketNonBlocking(SocketHandle socket, bool on);
+/// TCP_NODELAY as a 32-bit integer.
+bool setSocketNoDelay(SocketHandle socket, bool on);
+
+/// WSAGetLastError() / errno of the last failed socket call on this thread.
+int lastSocketError();
+/// The C runtime's errno.
+int lastRuntimeError();
+/// WSAEWOULDBLOCK / EAGAIN, EWOULDBLOCK.
+bool isWouldBlock(int error);
+/// The platform's text for a socket error code; "unknown error" when it has none.
+std::string socketErrorText(int error);
+
+/// The largest block this machine could ever provide: physical memory plus swap or page file.
+/// Frame lengths above it are refused without asking the heap.
+uint64_t largestPossibleAllocation();
 
 } // namespace Tarn::Network::Detail

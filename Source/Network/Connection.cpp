@@ -1,0 +1,442 @@
+#include <Tarn/Network/ConnectionBase.h>
+#include <Tarn/Network/ConnectionTCP.h>
+#include <Tarn/Network/ConnectionUDP.h>
+
+#include "Network/Internal/ConnectionFlags.h"
+#include "Network/Internal/NetworkLog.h"
+#include "Network/Internal/SocketApi.h"
+
+namespace Tarn::Network {
+
+using namespace Detail;
+using Logging::Category;
+
+namespace {
+long long printable(ConnectionBase::Socket socket) {
+    return static_cast<long long>(socket);
+}
+} // namespace
+
+// ---- ConnectionBase ----------------------------------------------------------------------------
+
+ConnectionBase::ConnectionBase() : ConnectionBase(0) {}
+
+ConnectionBase::ConnectionBase(uint32_t initialFlags) : flags(initialFlags) {}
+
+ConnectionBase::~ConnectionBase() = default;
+
+bool ConnectionBase::isAutoConnectEnabled() const {
+    return false;
+}
+
+bool ConnectionBase::reconnect() {
+    return false;
+}
+
+bool ConnectionBase::processOutgoing() {
+    return true;
+}
+
+bool ConnectionBase::processIncoming() {
+    return true;
+}
+
+bool ConnectionBase::connect(const SockaddrIn& /*address*/) {
+    return false;
+}
+
+ConnectionTCP* ConnectionBase::accept(Socket /*socket*/, const SockaddrIn& /*address*/) {
+    return nullptr;
+}
+
+uint16_t ConnectionBase::family() const {
+    return familyInet();
+}
+
+void ConnectionBase::create() {
+    if (isConnected()) {
+        flags.fetch_or(kFlagCreating);
+        disconnect();
+        flags.fetch_and(~kFlagCreating);
+    }
+    const SocketHandle created = openSocket(familyInet(), type(), proto());
+    if (created == kInvalidSocket) {
+        connectionLog().log(Category::Error, "Failed to create socket.");
+        return;
+    }
+    socket.store(created, std::memory_order_release);
+}
+
+void ConnectionBase::close() {
+    const Socket closing = getSocket();
+    connectionLog().log(Category::Info, "Closing socket %lld.", printable(closing));
+    if (closing != InvalidSocket) {
+        closeSocket(closing);
+    }
+    socket.store(InvalidSocket, std::memory_order_release);
+    flags.fetch_add(kGenerationUnit);
+}
+
+bool ConnectionBase::bind(uint16_t port) {
+    return bind(AddrIn(), port);
+}
+
+bool ConnectionBase::bind(const AddrIn& ip, uint16_t port) {
+    create();
+    if (!isConnected()) {
+        return false;
+    }
+    address = SockaddrIn(ip, port);
+    if (bindSocket(getSocket(), address.getPtr(), address.size())) {
+        if (!(getFlags() & FlagDoNotProcess)) {
+            addConnection(this);
+        }
+        return true;
+    }
+    // The C runtime's errno rather than the socket error, on purpose: on Windows it does not
+    // describe the failure. Read before anything else can change it.
+    const int error = lastRuntimeError();
+    connectionLog().log(Category::Error, "Failed to bind to %s:%d. Error: %d", ip.string().c_str(), port,
+                        error);
+    disconnect();
+    return false;
+}
+
+bool ConnectionBase::send(const void* data, size_t size, size_t& sent) {
+    sent = 0;
+    const auto* bytes = static_cast<const uint8_t*>(data);
+    while (sent < size) {
+        const int64_t count = sendSocket(getSocket(), bytes + sent, size - sent);
+        if (count > 0) {
+            sent += static_cast<size_t>(count);
+            continue;
+        }
+        if (count == 0) {
+            return true; // nothing taken, no error: as would-block
+        }
+        const int error = lastSocketError();
+        if (isWouldBlock(error)) {
+            return true;
+        }
+        reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionBase::send", error);
+        disconnect();
+        return false;
+    }
+    return true;
+}
+
+bool ConnectionBase::receive(void* data, size_t size, size_t& received) {
+    return receiveImpl(data, size, received, false);
+}
+
+bool ConnectionBase::receiveAvailable(void* data, size_t size, size_t& received) {
+    return receiveImpl(data, size, received, true);
+}
+
+bool ConnectionBase::receiveImpl(void* data, size_t size, size_t& received, bool once) {
+    received = 0;
+    auto* bytes = static_cast<uint8_t*>(data);
+    while (received < size) {
+        const int64_t count = receiveSocket(getSocket(), bytes + received, size - received);
+        if (count > 0) {
+            received += static_cast<size_t>(count);
+            if (once) {
+                break;
+            }
+            continue;
+        }
+        if (count == 0) {
+            // The peer closed the connection: an ordinary end, not reported.
+            disconnect();
+            return false;
+        }
+        const int error = lastSocketError();
+        if (isWouldBlock(error)) {
+            return true;
+        }
+        reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionBase::receive", error);
+        disconnect();
+        return false;
+    }
+    return true;
+}
+
+bool ConnectionBase::sendTo(const void* data, size_t size, size_t& sent, const SockaddrIn& to) {
+    sent = 0;
+    const auto* bytes = static_cast<const uint8_t*>(data);
+    while (sent < size) {
+        const int64_t count = sendToSocket(getSocket(), bytes + sent, size - sent, to.getPtr(), to.size());
+        if (count > 0) {
+            sent += static_cast<size_t>(count);
+            continue;
+        }
+        if (count == 0) {
+            return true;
+        }
+        const int error = lastSocketError();
+        if (isWouldBlock(error)) {
+            return true;
+        }
+        reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionBase::sendTo", error);
+        disconnect();
+        return false;
+    }
+    return true;
+}
+
+bool ConnectionBase::recvFrom(void* data, size_t size, size_t& received, SockaddrIn& from) {
+    received = 0;
+    int32_t fromSize = from.size();
+    const int64_t count = receiveFromSocket(getSocket(), data, size, from.getPtr(), &fromSize);
+    if (count > 0) {
+        received += static_cast<size_t>(count);
+        return true;
+    }
+    if (count == 0) {
+        disconnect();
+        return false;
+    }
+    const int error = lastSocketError();
+    if (isWouldBlock(error)) {
+        return true;
+    }
+    reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionBase::recvFrom", error);
+    disconnect();
+    return false;
+}
+
+bool ConnectionBase::setNonblocking(bool on) {
+    return isConnected() && setSocketNonBlocking(getSocket(), on);
+}
+
+void ConnectionBase::remove() {
+    flags.fetch_or(FlagRemove);
+}
+
+void ConnectionBase::removeAndDelete() {
+    flags.fetch_or(FlagRemove | FlagDelete);
+}
+
+void ConnectionBase::setDeleteOnClose() {
+    flags.fetch_or(FlagDelete);
+}
+
+void ConnectionBase::setDoNotProcess() {
+    flags.fetch_or(FlagDoNotProcess);
+}
+
+void ConnectionBase::unregisterForDestruction() {
+    flags.fetch_and(~FlagAutoReconnect);
+    flags.fetch_or(FlagDoNotProcess);
+    removeConnection(this);
+}
+
+void ConnectionBase::reportSocketError(const char* file, int line, const char* function, int error) {
+    connectionLog().log(Category::Warning, "%s(%d): %s: WSAGetLastError %d (%s)", file, line, function, error,
+                        socketErrorText(error).c_str());
+}
+
+// ---- ConnectionTCP -----------------------------------------------------------------------------
+
+ConnectionTCP::ConnectionTCP() : ConnectionBase(FlagNoDelayPending) {}
+
+ConnectionTCP::ConnectionTCP(Socket accepted, const SockaddrIn& peer)
+    : ConnectionTCP(accepted, peer, Unregistered{}) {
+    addConnection(this);
+}
+
+ConnectionTCP::ConnectionTCP(Socket accepted, const SockaddrIn& peer, Unregistered)
+    : ConnectionBase(FlagNoDelayPending) {
+    socket.store(accepted, std::memory_order_release);
+    address = peer;
+    if (accepted != InvalidSocket) {
+        setSocketNonBlocking(accepted, true);
+    }
+}
+
+ConnectionTCP::~ConnectionTCP() {
+    unregisterForDestruction();
+    disconnect();
+}
+
+int32_t ConnectionTCP::type() const {
+    return kSockStream;
+}
+
+int32_t ConnectionTCP::proto() const {
+    return kProtoTcp;
+}
+
+bool ConnectionTCP::isAutoConnectEnabled() const {
+    return (getFlags() & FlagAutoReconnect) != 0;
+}
+
+bool ConnectionTCP::reconnect() {
+    create();
+    if (!isConnected()) {
+        return false;
+    }
+    const Socket opened = getSocket();
+    connectionLog().log(Category::Info, "Reconnecting socket %lld to %s:%d.", printable(opened),
+                        address.ip().string().c_str(), address.port());
+    if (connectSocket(opened, address.getPtr(), address.size())) {
+        // A socket that is new has TCP_NODELAY off, so only a pending "on" needs a call.
+        const uint32_t before = flags.fetch_and(~FlagNoDelayPending);
+        if (before & FlagNoDelayPending) {
+            setSocketNoDelay(opened, true);
+        }
+        setSocketNonBlocking(opened, true);
+        flags.fetch_and(~FlagRemove);
+        if (!(getFlags() & FlagDoNotProcess)) {
+            addConnection(this);
+        }
+        return true;
+    }
+    const int error = lastSocketError();
+    if (isAutoConnectEnabled()) {
+        // The registry retries it; a peer that is away is no news worth a line per attempt.
+        if (!(getFlags() & FlagDoNotProcess)) {
+            addConnection(this);
+        }
+    } else {
+        reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionTCP::reconnect", error);
+    }
+    close();
+    return false;
+}
+
+bool ConnectionTCP::disconnect() {
+    const Socket open = getSocket();
+    if (open != InvalidSocket) {
+        connectionLog().log(Category::Info, "Disconnecting socket %lld.", printable(open));
+        shutdownSocket(open);
+        close();
+    }
+    const uint32_t current = flags.fetch_and(~FlagListening) & ~FlagListening;
+    if ((current & FlagAutoReconnect) && !(current & kFlagCreating)) {
+        return !reconnect();
+    }
+    return true;
+}
+
+bool ConnectionTCP::processOutgoing() {
+    return true;
+}
+
+bool ConnectionTCP::processIncoming() {
+    if (!isListening()) {
+        return true;
+    }
+    SockaddrIn peer;
+    int32_t peerSize = peer.size();
+    const SocketHandle accepted = acceptSocket(getSocket(), peer.getPtr(), &peerSize);
+    if (accepted == kInvalidSocket) {
+        return false;
+    }
+    ConnectionTCP* connection = accept(accepted, peer);
+    if (connection) {
+        const bool noDelay = (getFlags() & FlagNoDelayPending) != 0;
+        connection->flags.fetch_and(~FlagNoDelayPending);
+        if (connection->isConnected()) {
+            setSocketNoDelay(connection->getSocket(), noDelay);
+        }
+        return true;
+    }
+    shutdownSocket(accepted);
+    closeSocket(accepted);
+    return false;
+}
+
+bool ConnectionTCP::connect(const SockaddrIn& to) {
+    address = to;
+    return reconnect();
+}
+
+ConnectionTCP* ConnectionTCP::accept(Socket /*socket*/, const SockaddrIn& /*address*/) {
+    return nullptr;
+}
+
+bool ConnectionTCP::listen(uint16_t port) {
+    return listen(AddrIn(), port);
+}
+
+bool ConnectionTCP::listen(const AddrIn& ip, uint16_t port) {
+    create();
+    if (!isConnected()) {
+        return false;
+    }
+    const Socket opened = getSocket();
+    address = SockaddrIn(ip, port);
+    prepareListener(opened);
+    if (bindSocket(opened, address.getPtr(), address.size()) && listenSocket(opened, 0x7FFFFFFF)) {
+        connectionLog().log(Category::Info, "Socket %lld listening for connections on %s:%d.",
+                            printable(opened), ip.string().c_str(), port);
+        // Readiness can be stale by the time accept() runs (a client that gave up in between);
+        // a non-blocking listener then reports would-block instead of stopping the thread.
+        setSocketNonBlocking(opened, true);
+        flags.fetch_or(FlagListening);
+        if (!(getFlags() & FlagDoNotProcess)) {
+            addConnection(this);
+        }
+        return true;
+    }
+    reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionTCP::listen", lastSocketError());
+    disconnect();
+    return false;
+}
+
+void ConnectionTCP::setNoDelay(bool on) {
+    flags.fetch_and(~FlagNoDelayPending);
+    if (isConnected()) {
+        setSocketNoDelay(getSocket(), on);
+    }
+}
+
+void ConnectionTCP::shutdown() {
+    shutdownSocket(getSocket());
+}
+
+void ConnectionTCP::enableAutoReconnect() {
+    flags.fetch_or(FlagAutoReconnect);
+}
+
+void ConnectionTCP::disableAutoReconnect() {
+    flags.fetch_and(~FlagAutoReconnect);
+}
+
+uint16_t ConnectionBase::getLocalPort() const {
+    SockaddrIn bound;
+    int32_t size = bound.size();
+    if (!isConnected() || !localSocketAddress(getSocket(), bound.getPtr(), &size)) {
+        return 0;
+    }
+    return bound.port();
+}
+
+// ---- ConnectionUDP -----------------------------------------------------------------------------
+
+ConnectionUDP::ConnectionUDP() = default;
+
+ConnectionUDP::~ConnectionUDP() {
+    unregisterForDestruction();
+    if (isConnected()) {
+        close();
+    }
+}
+
+int32_t ConnectionUDP::type() const {
+    return kSockDatagram;
+}
+
+int32_t ConnectionUDP::proto() const {
+    return kProtoUdp;
+}
+
+bool ConnectionUDP::disconnect() {
+    if (isConnected()) {
+        close();
+    }
+    return true;
+}
+
+} // namespace Tarn::Network
