@@ -48,11 +48,14 @@ expect(out "\n   Localhost +127\\.0\\.0\\.1 +255\\.0\\.0\\.0 +127\\.255\\.255\\.
 expect(out "ms  DoubleTap End +at \\(100, 100\\)")
 expect(out "ms  Flick +End +at \\(100, 400\\) right at [0-9]+ px/s")
 expect(out "all ten kinds of gesture recognised\n")
+expect(out "\n   200 pings of 16 bytes, round trip: min [0-9]+ us, median [0-9]+ us, max [0-9]+ us\n")
+expect(out "\n   burst of 20000 messages of 16 bytes there and back: [0-9]+ messages/s")
+expect(out "\n   20200 of 20200 messages echoed unaltered and in order\n")
 expect(out "\n   Sydney Opera House +-33\\.9, 151\\.2  56S ")
 expect(out "\n   Notre-Dame +[0-9.]+ +-?[0-9.]+ +[0-9.-]+ +[0-9.]+\n")
 expect(out "\n   piece of area [0-9.]+:")
 expect(out "\n   Input +1 +[0-9]+ +0\n")
-expect(out "\nTarnDemo finished in [0-9.]+ s: 8 sections passed, 1 skipped\n$")
+expect(out "\nTarnDemo finished in [0-9.]+ s: 9 sections passed, 0 skipped\n$")
 
 # The plain update loop, a stricter level and colours left on.
 run_demo(--nowindow --loglevel=ERROR)
@@ -61,7 +64,7 @@ if(NOT status EQUAL 0)
 endif()
 expect_not(err "A line at warning\\.")
 expect(err "Error${escape}\\[0m\\]\\[Demo\\]\\[[0-9:]+\\] A line at error\\.\n")
-expect(out "8 sections passed, 1 skipped\n$")
+expect(out "9 sections passed, 0 skipped\n$")
 
 # The help alone: the demo's usage, then the common lines, and nothing else runs.
 run_demo(--help --loglevel=info)
