@@ -156,42 +156,27 @@ TEST_F(HubWithRawPeer, ARefusedLengthDropsTheConnectionAndNothingElse) {
 }
 
 TEST_F(HubWithRawPeer, PeerClosingMidFrameDropsThePartialMessage) {
+    // With auto-reconnect the hub reconnects inside the pass that found the close, with the
+    // partial frame still in hand: the new stream must start afresh all the same.
+    hub->enableAutoReconnect();
     const std::vector<uint8_t> whole = frame(21, pattern(5000, 5));
     for (const size_t cut : {size_t(1), size_t(8), size_t(15), size_t(16), size_t(17), whole.size() - 1}) {
         SCOPED_TRACE(cut);
         ASSERT_TRUE(send(frame(20, {20}))); // a complete frame before the cut arrives
         ASSERT_TRUE(peer.sendAll(whole.data(), cut));
         peer.close();
-        ASSERT_TRUE(waitUntil([&] { return !hub->isConnected(); }));
-        ASSERT_TRUE(collector.collect(1));
-        collector.processMessages(0);
-        ASSERT_EQ(collector.received.size(), 1u);
-        EXPECT_EQ(collector.received[0].id, 20u);
-        collector.received.clear();
-
-        // With auto-reconnect the hub comes back at once, and the new stream starts afresh.
-        hub->enableAutoReconnect();
-        ASSERT_TRUE(hub->connect(loopbackAddress(server.port())));
-        peer = server.accept();
-        ASSERT_TRUE(peer.valid());
-        ASSERT_TRUE(peer.sendAll(whole.data(), cut));
-        peer.close();
         peer = server.accept();
         ASSERT_TRUE(peer.valid());
         ASSERT_TRUE(send(whole));
-        ASSERT_TRUE(collector.collect(1));
+        ASSERT_TRUE(collector.collect(2));
         collector.processMessages(0);
-        ASSERT_EQ(collector.received.size(), 1u);
-        EXPECT_EQ(collector.received[0].id, 21u);
-        EXPECT_EQ(collector.received[0].payload, pattern(5000, 5));
+        ASSERT_EQ(collector.received.size(), 2u);
+        EXPECT_EQ(collector.received[0].id, 20u);
+        EXPECT_EQ(collector.received[1].id, 21u);
+        EXPECT_EQ(collector.received[1].payload, pattern(5000, 5));
         collector.received.clear();
-        hub->disableAutoReconnect();
-        peer.close();
-        ASSERT_TRUE(waitUntil([&] { return !hub->isConnected(); }));
-        ASSERT_TRUE(hub->connect(loopbackAddress(server.port())));
-        peer = server.accept();
-        ASSERT_TRUE(peer.valid());
     }
+    hub->disableAutoReconnect();
 }
 
 TEST_F(HubWithRawPeer, AReconnectingHubFindsARestartedListener) {

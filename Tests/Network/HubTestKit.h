@@ -16,6 +16,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Tarn::Testing {
@@ -79,6 +80,70 @@ private:
         received.push_back(
             {message.getID(), std::vector<uint8_t>(message.data(), message.data() + message.size())});
     }
+};
+
+/// Four producer threads queue numbered messages (id: the producer, payload: its 64-bit sequence
+/// number) on a target hub while the test's thread processes what reaches this one, checking that
+/// each producer's numbers arrive exactly once and in order.
+class SequenceChecker : public Network::MessageHub {
+public:
+    static constexpr uint32_t kProducers = 4;
+    static constexpr uint64_t kPerProducer = 250000;
+    static constexpr uint64_t kTotal = kProducers * kPerProducer;
+
+    SequenceChecker() : MessageHub(0x5E0C) {}
+    ~SequenceChecker() override { disconnectFromAllSenders(); }
+
+    /// Runs the producers against `target` until everything arrived or the deadline. A producer
+    /// holds back while more than 4096 messages wait on `target` (each holds a kilobyte); each of
+    /// its waits has a deadline, so a stuck consumer ends it and the count then falls short.
+    void run(Network::MessageHub& target, std::chrono::seconds timeout) {
+        std::atomic<bool> go{false};
+        std::vector<std::thread> producers;
+        for (uint32_t p = 0; p < kProducers; ++p) {
+            producers.emplace_back([&target, &go, p] {
+                if (!waitUntil([&] { return go.load(); })) {
+                    return;
+                }
+                for (uint64_t i = 0; i < kPerProducer; ++i) {
+                    if (target.getNoOfQueuedMessages() > 4096 &&
+                        !waitUntil([&] { return target.getNoOfQueuedMessages() <= 4096; })) {
+                        return;
+                    }
+                    Network::MessagePtr message = Network::Message::allocate(p);
+                    message->write64(i);
+                    target.queueMessage(message);
+                }
+            });
+        }
+        go = true;
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        while (received + faults < kTotal && std::chrono::steady_clock::now() < deadline) {
+            if (!processMessages(0)) {
+                std::this_thread::yield();
+            }
+        }
+        for (std::thread& producer : producers) {
+            producer.join();
+        }
+        processMessages(0);
+    }
+
+    uint64_t received = 0;
+    uint64_t faults = 0;
+
+private:
+    void processMessage(Network::Message& message) override {
+        const uint32_t producer = message.getID();
+        if (message.size() != 8 || producer >= kProducers || message.read64() != next[producer]) {
+            ++faults;
+            return;
+        }
+        ++next[producer];
+        ++received;
+    }
+
+    uint64_t next[kProducers] = {};
 };
 
 /// A listener whose accept() makes a ConnectionHub for each client, owned by the registry (deleted

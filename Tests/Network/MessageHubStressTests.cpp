@@ -1,5 +1,7 @@
 #include <Tarn/Network/MessageHub.h>
 
+#include "HubTestKit.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -10,69 +12,11 @@
 using namespace Tarn::Network;
 using Clock = std::chrono::steady_clock;
 
-namespace {
-constexpr uint64_t kMessagesPerProducer = 250000;
-constexpr uint32_t kProducers = 4;
-
-// Checks, per producer (the message id), that sequence numbers arrive exactly once and in order.
-class CheckingHub : public MessageHub {
-public:
-    CheckingHub() : MessageHub(9001) {}
-    uint64_t received = 0;
-    uint64_t faults = 0;
-    uint64_t next[kProducers] = {};
-
-private:
-    void processMessage(Message& message) override {
-        const uint32_t producer = message.getID();
-        if (message.size() != 8 || producer >= kProducers || message.read64() != next[producer]) {
-            ++faults;
-            return;
-        }
-        ++next[producer];
-        ++received;
-    }
-};
-} // namespace
-
 TEST(MessageHubStress, FourProducersIntoOneHubLoseAndReorderNothing) {
-    CheckingHub hub;
-    std::atomic<bool> go{false};
-    std::vector<std::thread> producers;
-    for (uint32_t p = 0; p < kProducers; ++p) {
-        producers.emplace_back([&hub, &go, p] {
-            while (!go.load()) {
-                std::this_thread::yield();
-            }
-            for (uint64_t i = 0; i < kMessagesPerProducer; ++i) {
-                // Back-pressure: four producers outrun one consumer, and every message in flight
-                // holds a kilobyte.
-                while (hub.getNoOfQueuedMessages() > 4096) {
-                    std::this_thread::yield();
-                }
-                MessagePtr message = Message::allocate(p);
-                message->write64(i);
-                hub.queueMessage(message);
-            }
-        });
-    }
-    go = true;
-    const uint64_t total = kMessagesPerProducer * kProducers;
-    const auto deadline = Clock::now() + std::chrono::seconds(120);
-    while (hub.received + hub.faults < total && Clock::now() < deadline) {
-        if (!hub.processMessages(0)) {
-            std::this_thread::yield();
-        }
-    }
-    for (auto& producer : producers) {
-        producer.join();
-    }
-    hub.processMessages(0);
+    Tarn::Testing::SequenceChecker hub;
+    hub.run(hub, std::chrono::seconds(120));
     EXPECT_EQ(hub.faults, 0u);
-    EXPECT_EQ(hub.received, total);
-    for (uint64_t count : hub.next) {
-        EXPECT_EQ(count, kMessagesPerProducer);
-    }
+    EXPECT_EQ(hub.received, hub.kTotal);
     Message::flush();
 }
 

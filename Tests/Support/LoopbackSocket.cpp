@@ -5,7 +5,6 @@
 #include <ws2tcpip.h>
 using NativeSocket = SOCKET;
 using Length = int;
-#define TARN_SHUT_WR SD_SEND
 #define TARN_CLOSE_SOCKET closesocket
 #else
 #include <netinet/in.h>
@@ -15,7 +14,6 @@ using Length = int;
 #include <unistd.h>
 using NativeSocket = int;
 using Length = socklen_t;
-#define TARN_SHUT_WR SHUT_WR
 #define TARN_CLOSE_SOCKET ::close
 #endif
 
@@ -40,13 +38,16 @@ sockaddr_in loopback(uint16_t port) {
     return address;
 }
 
-uint64_t openTcp() {
-    const NativeSocket created = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+uint64_t wrap(NativeSocket created) {
 #if defined(_WIN32)
     return created == INVALID_SOCKET ? kNone : static_cast<uint64_t>(created);
 #else
     return created < 0 ? kNone : static_cast<uint64_t>(created);
 #endif
+}
+
+uint64_t openTcp() {
+    return wrap(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
 }
 } // namespace
 
@@ -96,12 +97,7 @@ LoopbackSocket LoopbackSocket::accept(std::chrono::milliseconds timeout) {
     if (!waitReadable(timeout)) {
         return LoopbackSocket();
     }
-    const NativeSocket accepted = ::accept(native(socket), nullptr, nullptr);
-#if defined(_WIN32)
-    return LoopbackSocket(accepted == INVALID_SOCKET ? kNone : static_cast<uint64_t>(accepted));
-#else
-    return LoopbackSocket(accepted < 0 ? kNone : static_cast<uint64_t>(accepted));
-#endif
+    return LoopbackSocket(wrap(::accept(native(socket), nullptr, nullptr)));
 }
 
 bool LoopbackSocket::valid() const {
@@ -115,10 +111,6 @@ uint16_t LoopbackSocket::port() const {
         return 0;
     }
     return ntohs(address.sin_port);
-}
-
-uint64_t LoopbackSocket::release() {
-    return std::exchange(socket, kNone);
 }
 
 bool LoopbackSocket::sendAll(const void* data, size_t size) {
@@ -155,10 +147,19 @@ bool LoopbackSocket::waitReadable(std::chrono::milliseconds timeout) {
 #endif
 }
 
+// Receives until `size` bytes are in (`discard`: until the peer closes, keeping nothing).
 bool LoopbackSocket::receiveAll(void* data, size_t size, std::chrono::milliseconds timeout) {
-    char* bytes = static_cast<char*>(data);
+    return receiveUntil(static_cast<char*>(data), size, false, timeout);
+}
+
+bool LoopbackSocket::waitForClose(std::chrono::milliseconds timeout) {
+    char discard[4096];
+    return receiveUntil(discard, sizeof discard, true, timeout);
+}
+
+bool LoopbackSocket::receiveUntil(char* bytes, size_t size, bool discard, std::chrono::milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (size != 0) {
+    while (discard || size != 0) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0 || !waitReadable(left)) {
@@ -167,41 +168,20 @@ bool LoopbackSocket::receiveAll(void* data, size_t size, std::chrono::millisecon
         const auto received =
             ::recv(native(socket), bytes, static_cast<int>(std::min<size_t>(size, 1 << 30)), 0);
         if (received <= 0) {
-            return false;
+            return discard;
         }
-        bytes += received;
-        size -= static_cast<size_t>(received);
+        if (!discard) {
+            bytes += received;
+            size -= static_cast<size_t>(received);
+        }
     }
     return true;
-}
-
-bool LoopbackSocket::waitForClose(std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    char discard[4096];
-    for (;;) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || !waitReadable(left)) {
-            return false;
-        }
-        if (::recv(native(socket), discard, sizeof discard, 0) <= 0) {
-            return true;
-        }
-    }
-}
-
-bool LoopbackSocket::staysQuiet(std::chrono::milliseconds quiet) {
-    return !waitReadable(quiet);
 }
 
 void LoopbackSocket::setNoDelay(bool on) {
     const int value = on ? 1 : 0;
     ::setsockopt(native(socket), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&value),
                  sizeof value);
-}
-
-void LoopbackSocket::shutdownWrite() {
-    ::shutdown(native(socket), TARN_SHUT_WR);
 }
 
 void LoopbackSocket::close() {

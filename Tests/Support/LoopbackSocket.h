@@ -29,10 +29,6 @@ public:
     bool valid() const;
     /// The local port.
     uint16_t port() const;
-    /// The platform socket, still owned.
-    uint64_t handle() const { return socket; }
-    /// Gives up ownership of the platform socket.
-    uint64_t release();
 
     bool sendAll(const void* data, size_t size);
     /// Receives exactly `size` bytes; false on a close, an error or the deadline.
@@ -40,10 +36,7 @@ public:
     /// True when the peer closed the connection (or reset it) within the deadline; bytes that
     /// arrive before the close are discarded.
     bool waitForClose(std::chrono::milliseconds timeout = std::chrono::seconds(5));
-    /// True when nothing at all arrives (neither data nor a close) during `quiet`.
-    bool staysQuiet(std::chrono::milliseconds quiet);
     void setNoDelay(bool on);
-    void shutdownWrite();
     void close();
 
     /// TCP_NODELAY of any TCP socket.
@@ -53,6 +46,7 @@ private:
     explicit LoopbackSocket(uint64_t socket) : socket(socket) {}
     /// Waits until the socket is readable; false on the deadline.
     bool waitReadable(std::chrono::milliseconds timeout);
+    bool receiveUntil(char* bytes, size_t size, bool discard, std::chrono::milliseconds timeout);
 
     uint64_t socket = ~uint64_t(0);
 };
