@@ -18,6 +18,23 @@ class PlatformContext;
 /// its hub id from, so that windows and hubs numbered this way never share an id.
 TARN_API uint32_t getNextHubID();
 
+/// The ids of the window's own messages (its input messages are in `InputMessage`). Namespace
+/// constants rather than class members, so that clients of the DLL can take their address.
+namespace WindowEvent {
+/// time (64-bit float, ms).
+inline constexpr uint32_t Activated = 0x7FF00000;
+/// time; the input translator reads it as an input reset.
+inline constexpr uint32_t Deactivated = 0x7FF00001;
+/// x, y (i32): the client area's new screen position; not sent while maximised or minimised.
+inline constexpr uint32_t Moved = 0x7FF00002;
+/// width, height (u32) of the client area.
+inline constexpr uint32_t Resized = 0x7FF00003;
+/// No payload.
+inline constexpr uint32_t Maximised = 0x7FF00004;
+/// No payload.
+inline constexpr uint32_t Minimised = 0x7FF00005;
+} // namespace WindowEvent
+
 /// A platform window message exactly as the platform delivered it.
 struct WindowMessage {
     WindowData::WindowHandle handle = nullptr;
@@ -52,13 +69,6 @@ struct WindowMessage {
 /// queries answer zero; the hub, its id and the shared translation below work on both.
 class TARN_API Window : public Network::MessageHub {
 public:
-    static constexpr uint32_t Activated = 0x7FF00000;
-    static constexpr uint32_t Deactivated = 0x7FF00001;
-    static constexpr uint32_t Moved = 0x7FF00002;
-    static constexpr uint32_t Resized = 0x7FF00003;
-    static constexpr uint32_t Maximised = 0x7FF00004;
-    static constexpr uint32_t Minimised = 0x7FF00005;
-
     /// What `GetPointerInfo` contributes to the translation of a pointer message.
     struct PointerInfo {
         /// 1 generic, 2 touch, 3 pen, 4 mouse, 5 touchpad (POINTER_INPUT_TYPE).

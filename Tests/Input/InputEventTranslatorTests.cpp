@@ -104,7 +104,7 @@ TEST(InputEventTranslator, KeysTextAndResetReachTheKeyboard) {
     EXPECT_EQ(keyboard.getEvents()[4].text, "\xF0\x9F\x98\x80");
 
     // Deactivation is an input reset: keys up, the mouse reset at the same time.
-    devices.window.sendTimeMessage(Window::Deactivated);
+    devices.window.sendTimeMessage(WindowEvent::Deactivated);
     devices.update();
     EXPECT_FALSE(keyboard.isKeyDown(Key::F1));
     ASSERT_EQ(devices.context.refMouse().getEvents().size(), 1u);
@@ -158,7 +158,7 @@ TEST(InputEventTranslator, MouseButtonsAndTouchContactsReachMouseAndGestures) {
 TEST(InputEventTranslator, OtherIdsShortPayloadsAndMissingDevicesChangeNothing) {
     Devices devices;
     Testing::LogCapture log(Logging::Category::Warning);
-    for (uint32_t id : {0x7FF00300u, 0x7FF00000u, Window::Resized}) {
+    for (uint32_t id : {0x7FF00300u, 0x7FF00000u, WindowEvent::Resized}) {
         devices.window.sendPairMessage(id, 1, 2);
     }
     devices.window.sendPairMessage(Msg::InputPointerDown, 0, 0); // 8 of 24 bytes
@@ -173,7 +173,7 @@ TEST(InputEventTranslator, OtherIdsShortPayloadsAndMissingDevicesChangeNothing) 
     bare.initialize(window, nullptr, nullptr, nullptr);
     window.sendKeyMessage(Msg::InputKeyDown, 65);
     window.sendPointerMessage(Msg::InputPointerDown, 0, packed(1, 1));
-    window.sendTimeMessage(Window::Deactivated);
+    window.sendTimeMessage(WindowEvent::Deactivated);
     EXPECT_EQ(bare.getNoOfQueuedMessages(), 0u) << "nothing is queued, with or without devices";
 }
 

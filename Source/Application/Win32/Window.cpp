@@ -241,7 +241,7 @@ int64_t Window::processWindowMessage(const WindowMessage& message) {
     }
     case WM_MOVE:
         if (IsZoomed(handle) == 0 && IsIconic(handle) == 0) {
-            sendPairMessage(Moved, static_cast<uint32_t>(lowWord(static_cast<uint64_t>(second))),
+            sendPairMessage(WindowEvent::Moved, static_cast<uint32_t>(lowWord(static_cast<uint64_t>(second))),
                             static_cast<uint32_t>(highWord(static_cast<uint64_t>(second))));
         }
         break;
@@ -250,16 +250,16 @@ int64_t Window::processWindowMessage(const WindowMessage& message) {
         const auto height = static_cast<uint32_t>((second >> 16) & 0xFFFF);
         handleResize(width, height);
         if (first == SIZE_MINIMIZED) {
-            sendEmptyMessage(Minimised);
+            sendEmptyMessage(WindowEvent::Minimised);
         } else if (first == SIZE_MAXIMIZED) {
-            sendEmptyMessage(Maximised);
+            sendEmptyMessage(WindowEvent::Maximised);
         } else {
-            sendPairMessage(Resized, width, height);
+            sendPairMessage(WindowEvent::Resized, width, height);
         }
         break;
     }
     case WM_ACTIVATE:
-        sendTimeMessage((first & 0xFFFF) != 0 ? Activated : Deactivated);
+        sendTimeMessage((first & 0xFFFF) != 0 ? WindowEvent::Activated : WindowEvent::Deactivated);
         break;
     case WM_KEYDOWN:
         sendKeyMessage(InputMessage::InputKeyDown, first);
