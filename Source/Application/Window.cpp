@@ -76,6 +76,7 @@ Window::~Window() {
     if (context != nullptr && context->refWindowData() == data.get()) {
         context->setWindowData(nullptr);
     }
+    Platform::Detail::forgetWindow(data->windowHandle, this, data->previousWindowProc);
     data.reset();
 }
 

@@ -81,7 +81,9 @@ public:
     /// Takes the next id of the window counter as hub id; allocates the window data and, when
     /// `context` is not null, stores its address there. DPI 96, scale 1.
     explicit Window(PlatformContext* context = nullptr);
-    /// Frees the window data; the platform window itself is not destroyed.
+    /// Frees the window data; the platform window itself is not destroyed, but it no longer reaches
+    /// this object: an attached window gets its procedure back, a created one goes on with the
+    /// default procedure.
     ~Window() override;
 
     Window(const Window&) = delete;

@@ -176,6 +176,19 @@ TEST(Window, CreateSizesTheClientAreaAndRegistersTheClassOnce) {
     EXPECT_FALSE(IsWindow(handle));
 }
 
+TEST(Window, APlatformWindowOutlivingItsWindowObjectNoLongerReachesIt) {
+    HWND handle = nullptr;
+    {
+        Window window;
+        ASSERT_TRUE(window.create(200, 100));
+        handle = window.getWindowData().windowHandle;
+        EXPECT_EQ(GetWindowLongPtrW(handle, GWLP_USERDATA), reinterpret_cast<LONG_PTR>(&window));
+    }
+    EXPECT_EQ(GetWindowLongPtrW(handle, GWLP_USERDATA), 0);
+    SendMessageW(handle, WM_KEYDOWN, 'A', 0); // reaches the default procedure only
+    EXPECT_TRUE(DestroyWindow(handle));
+}
+
 TEST(Window, MinimiseMaximiseAndRestoreSendTheirMessages) {
     InputWindow input;
     ASSERT_TRUE(input.open());

@@ -13,4 +13,9 @@ namespace Tarn::Platform::Detail {
 /// no window to relate it to.
 glm::ivec2 screenToClient(WindowData::WindowHandle handle, glm::ivec2 point);
 
+/// Called by a window that goes away while its platform window lives on: unhooks `window` from
+/// `handle` (the attached window gets `previous` back), so that later messages do not reach freed
+/// memory.
+void forgetWindow(WindowData::WindowHandle handle, const void* window, WindowData::WindowProc previous);
+
 } // namespace Tarn::Platform::Detail

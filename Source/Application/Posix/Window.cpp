@@ -21,6 +21,8 @@ glm::ivec2 screenToClient(WindowData::WindowHandle, glm::ivec2 point) {
     return point;
 }
 
+void forgetWindow(WindowData::WindowHandle, const void*, WindowData::WindowProc) {}
+
 } // namespace Platform::Detail
 
 bool Window::create(int32_t, int32_t) {

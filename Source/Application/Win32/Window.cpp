@@ -99,6 +99,17 @@ glm::ivec2 screenToClient(WindowData::WindowHandle handle, glm::ivec2 point) {
     return {converted.x, converted.y};
 }
 
+void forgetWindow(WindowData::WindowHandle handle, const void* window, WindowData::WindowProc previous) {
+    if (handle == nullptr || IsWindow(handle) == 0 ||
+        GetWindowLongPtrW(handle, GWLP_USERDATA) != reinterpret_cast<LONG_PTR>(window)) {
+        return;
+    }
+    if (previous != nullptr) {
+        SetWindowLongPtrW(handle, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(previous));
+    }
+    SetWindowLongPtrW(handle, GWLP_USERDATA, 0);
+}
+
 } // namespace Platform::Detail
 
 bool Window::create(int32_t width, int32_t height) {
