@@ -1,0 +1,21 @@
+#pragma once
+
+#include <Tarn/Application/WindowData.h>
+
+#include <glm/vec2.hpp>
+
+#include <string>
+
+// What the shared window code needs from the platform, one implementation per backend.
+namespace Tarn::Platform::Detail {
+
+/// `point` (screen coordinates) relative to the client area of `handle`; unchanged when there is
+/// no window to relate it to.
+glm::ivec2 screenToClient(WindowData::WindowHandle handle, glm::ivec2 point);
+
+/// Called by a window that goes away while its platform window lives on: unhooks `window` from
+/// `handle` (the attached window gets `previous` back), so that later messages do not reach freed
+/// memory.
+void forgetWindow(WindowData::WindowHandle handle, const void* window, WindowData::WindowProc previous);
+
+} // namespace Tarn::Platform::Detail

@@ -1,0 +1,7 @@
+#include <Tarn/Application/PlatformContext.h>
+
+namespace Tarn {
+
+PlatformContext::~PlatformContext() = default;
+
+} // namespace Tarn
