@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything and runs every test: Linux under AddressSanitizer+UBSan, Linux under
 # ThreadSanitizer, Linux under valgrind's memcheck, Windows x64 under Wine, the frame format between
-# a Linux and a Windows build, a short run of every fuzz program, and the packaging test of the
-# installed SDK on both.
+# a Linux and a Windows build, a short run of every fuzz program, the packaging test of the
+# installed SDK on both, and the API reference, which fails on any Doxygen warning.
 # Exits non-zero when anything fails.
 set -uo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -77,8 +77,20 @@ run_wire() {
     add_counts "$(grep -E '^wire: [0-9]+ passed, [0-9]+ failed$' build/wire.log | tail -n 1)"
 }
 
+# The API reference (the docs target) from the configured linux-asan tree: any Doxygen warning, an
+# undocumented public member among them, fails the stage.
+run_docs() {
+    stage "docs: API reference"
+    if cmake --build --preset linux-asan --target docs >build/docs.log 2>&1; then
+        passed_count=$((passed_count + 1))
+    else
+        grep -E 'warning|error' build/docs.log | head -60; failed+=("docs"); failed_count=$((failed_count + 1))
+    fi
+}
+
 mkdir -p build
 run_preset linux-asan
+run_docs
 run_preset linux-tsan
 run_valgrind
 run_preset windows-debug
