@@ -11,8 +11,12 @@ namespace Tarn {
 /// no list; every unlinking operation nulls them again, so a removed node can be pushed at once.
 /// Copying a node copies both pointers as they are (it does not put the copy in a list).
 struct IntrusiveNode {
+    /// The neighbours in the list; at the ends they point at the list's sentinel words, never null
+    /// while linked.
+    ///@{
     IntrusiveNode* next = nullptr;
     IntrusiveNode* prev = nullptr;
+    ///@}
 
     /// True while the node is in a list.
     bool isLinked() const noexcept { return next != nullptr; }
@@ -36,20 +40,32 @@ struct IntrusiveNode {
 /// every operation is constant time. Destroying a list leaves its nodes' links untouched.
 class TARN_API IntrusiveList {
 public:
+    /// A forward iterator over the nodes from front to back. Removing the node it is at invalidates
+    /// it (the node's links are nulled); other changes to the list do not.
     class Iterator {
     public:
+        /// The standard iterator traits.
+        ///@{
         using iterator_category = std::forward_iterator_tag;
         using value_type = IntrusiveNode;
         using difference_type = std::ptrdiff_t;
         using pointer = IntrusiveNode*;
         using reference = IntrusiveNode&;
+        ///@}
 
+        /// A singular iterator, only for assigning to.
         Iterator() noexcept = default;
+        /// An iterator at `node`, which must be linked (or be the list's end()).
         explicit Iterator(IntrusiveNode* node) noexcept : node(node) {}
 
+        /// The node the iterator is at; the caller converts it to the object that embeds it.
+        ///@{
         IntrusiveNode& operator*() const noexcept { return *node; }
         IntrusiveNode* operator->() const noexcept { return node; }
         IntrusiveNode* get() const noexcept { return node; }
+        ///@}
+        /// Moves to the next node.
+        ///@{
         Iterator& operator++() noexcept {
             node = node->next;
             return *this;
@@ -59,13 +75,18 @@ public:
             node = node->next;
             return before;
         }
+        ///@}
+        /// Iterators are equal at the same node.
+        ///@{
         bool operator==(const Iterator& other) const noexcept { return node == other.node; }
         bool operator!=(const Iterator& other) const noexcept { return node != other.node; }
+        ///@}
 
     private:
         IntrusiveNode* node = nullptr;
     };
 
+    /// An empty list.
     IntrusiveList() noexcept;
     /// Does nothing to the nodes.
     ~IntrusiveList() = default;
@@ -79,14 +100,19 @@ public:
     /// with their links as they were, exactly as destruction would leave them.
     IntrusiveList& operator=(IntrusiveList&& other) noexcept;
 
+    /// True when no node is linked. Constant time; there is no size(), which would be linear.
     bool empty() const noexcept { return tailPrev == frontSentinel(); }
     /// The first node, or null when empty.
     IntrusiveNode* front() const noexcept { return empty() ? nullptr : head; }
     /// The last node, or null when empty.
     IntrusiveNode* back() const noexcept { return empty() ? nullptr : tailPrev; }
 
+    /// The nodes from front to back, for range-for. end() is the address of the list's tail word,
+    /// so it stays valid across insertions and removals.
+    ///@{
     Iterator begin() const noexcept { return Iterator(head); }
     Iterator end() const noexcept { return Iterator(backSentinel()); }
+    ///@}
 
     /// Links an unlinked node before the first node.
     void pushFront(IntrusiveNode* node);

@@ -13,6 +13,7 @@ namespace Tarn::Collections {
 
 /// The view of a free slot: the link to the next free slot, stored in the slot's first bytes.
 struct PoolHeader {
+    /// The next free slot, or null at the tail of the free list.
     PoolHeader* next;
 };
 
@@ -37,6 +38,7 @@ using ElementOffset = uint16_t;
 /// back belongs to it or is allocated. Not synchronised: one thread at a time.
 class TARN_API PoolBase {
 public:
+    /// The largest slot index a handle can hold, and so the largest page size.
     static constexpr uint64_t MaxElementOffset = 0xFFFF;
 
     /// A pool of `capacity` slots (rounded up to whole pages) of `elementSize` bytes, in pages of
@@ -102,18 +104,25 @@ public:
     /// "allocated"). True when nothing is free. Linear in the number of free slots.
     bool isAllocated(uint32_t handle) const;
 
+    /// Slots allocated, slots in all pages, and slots per page.
+    ///@{
     uint64_t size() const noexcept { return numAllocated; }
     uint64_t getCapacity() const noexcept { return capacity; }
     uint64_t getPageSize() const noexcept { return pageSize; }
+    ///@}
 
 protected:
     /// Appends one page of `count` slots behind the existing free slots.
     void addPage(uint64_t count);
 
+    /// The two halves of a handle: the page index (bits 31..16) and the slot within the page
+    /// (bits 15..0). Neither is checked against the pool.
+    ///@{
     static constexpr uint32_t getPageIndex(uint32_t handle) noexcept { return handle >> 16; }
     static constexpr ElementOffset getElementOffset(uint32_t handle) noexcept {
         return static_cast<ElementOffset>(handle & 0xFFFF);
     }
+    ///@}
 
 private:
     void addPageForAllocate();

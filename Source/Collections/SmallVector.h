@@ -27,18 +27,26 @@ public:
     Memory::Allocator* getAllocator() const { return allocator; }
 
 protected:
-    // Shallow on purpose, and protected so that nothing outside the typed layer can make two
-    // vectors share (and both release) one block.
+    /// Shallow on purpose, and protected so that nothing outside the typed layer can make two
+    /// vectors share (and both release) one block.
+    ///@{
     SmallVectorBase& operator=(const SmallVectorBase&) = default;
     SmallVectorBase& operator=(SmallVectorBase&&) = default;
+    ///@}
 
+    /// An empty vector over the derived class's inline storage of `capacityInBytes` bytes, growing
+    /// through `allocator` (not null).
     SmallVectorBase(void* inlineStorage, uint64_t capacityInBytes, Memory::Allocator* allocator)
         : beginPtr(static_cast<uint8_t*>(inlineStorage)), endPtr(beginPtr),
           capacityPtr(beginPtr + capacityInBytes), allocator(allocator) {}
     ~SmallVectorBase() = default;
 
+    /// Bytes in use and bytes of storage.
+    ///@{
     uint64_t sizeInBytes() const { return static_cast<uint64_t>(endPtr - beginPtr); }
     uint64_t capacityInBytes() const { return static_cast<uint64_t>(capacityPtr - beginPtr); }
+    ///@}
+    /// True while the bytes live in `inlineStorage` rather than in a heap block.
     bool usesStorage(const void* inlineStorage) const { return beginPtr == inlineStorage; }
 
     /// Moves the bytes to a new block of max(2 x capacity, minCapacityInBytes) bytes and releases
@@ -49,9 +57,13 @@ protected:
     /// Releases the heap block, if any, and points the vector back at its empty inline storage.
     void releaseStorage(void* inlineStorage, uint64_t inlineCapacityInBytes);
 
+    /// The elements' bytes are [beginPtr, endPtr); the storage is [beginPtr, capacityPtr).
+    ///@{
     uint8_t* beginPtr;
     uint8_t* endPtr;
     uint8_t* capacityPtr;
+    ///@}
+    /// Supplies (and takes back) every heap block; never null.
     Memory::Allocator* allocator;
 };
 
@@ -70,29 +82,41 @@ class SmallVector : public SmallVectorBase {
     static_assert(N > 0, "SmallVector needs inline room for at least one element.");
 
 public:
+    /// The standard container types; iterators are plain pointers.
+    ///@{
     using value_type = T;
     using size_type = uint64_t;
     using iterator = T*;
     using const_iterator = const T*;
     using reference = T&;
     using const_reference = const T&;
+    ///@}
 
+    /// Number of elements held inside the object before the first heap block.
     static constexpr std::size_t InlineCapacity = N;
 
+    /// An empty vector in its inline storage, growing through `allocator` (null means the overflow
+    /// allocator). Allocates nothing.
     explicit SmallVector(Memory::Allocator* allocator = Memory::Allocator::overflowAllocator())
         : SmallVectorBase(storage, sizeof(storage),
                           allocator != nullptr ? allocator : Memory::Allocator::overflowAllocator()) {}
 
+    /// A vector holding `values`, growing through `allocator` (null means the overflow allocator);
+    /// throws std::bad_alloc when they do not fit inline and the allocator refuses.
     SmallVector(std::initializer_list<T> values,
                 Memory::Allocator* allocator = Memory::Allocator::overflowAllocator())
         : SmallVector(allocator) {
         append(values.begin(), values.end());
     }
 
+    /// A copy of `other`'s elements in storage of its own, on `other`'s allocator; throws
+    /// std::bad_alloc when they do not fit inline and the allocator refuses.
     SmallVector(const SmallVector& other) : SmallVector(other.allocator) {
         append(other.begin(), other.end());
     }
 
+    /// Takes `other`'s heap block (or copies its inline elements) and its allocator; `other` is left
+    /// empty and inline.
     SmallVector(SmallVector&& other) noexcept : SmallVector(other.allocator) { takeFrom(other); }
 
     ~SmallVector() {
@@ -101,6 +125,9 @@ public:
         }
     }
 
+    /// Replaces the elements with copies of `other`'s and takes its allocator (returning a heap
+    /// block to the old allocator first when they differ); throws std::bad_alloc when the allocator
+    /// refuses the storage.
     SmallVector& operator=(const SmallVector& other) {
         if (this != &other) {
             if (other.allocator != allocator) {
@@ -113,6 +140,8 @@ public:
         return *this;
     }
 
+    /// Releases this vector's heap block, then takes `other`'s storage and allocator as the move
+    /// constructor does.
     SmallVector& operator=(SmallVector&& other) noexcept {
         if (this != &other) {
             releaseStorage(storage, sizeof(storage));
@@ -123,24 +152,36 @@ public:
     }
 
     /// Element at `index`; no bounds check.
+    ///@{
     T& operator[](size_type index) { return begin()[index]; }
     const T& operator[](size_type index) const { return begin()[index]; }
+    ///@}
 
+    /// The first and the last element; the vector must not be empty (not checked).
+    ///@{
     T& front() { return *begin(); }
     const T& front() const { return *begin(); }
     T& back() { return end()[-1]; }
     const T& back() const { return end()[-1]; }
+    ///@}
 
+    /// The elements as a contiguous range. Any growth moves them: pointers are valid until the
+    /// next push_back, append, resize or reserve that exceeds the capacity.
+    ///@{
     T* begin() { return reinterpret_cast<T*>(beginPtr); }
     const T* begin() const { return reinterpret_cast<const T*>(beginPtr); }
     T* end() { return reinterpret_cast<T*>(endPtr); }
     const T* end() const { return reinterpret_cast<const T*>(endPtr); }
     T* data() { return begin(); }
     const T* data() const { return begin(); }
+    ///@}
 
+    /// Number of elements, room for elements before the next growth, and whether there are none.
+    ///@{
     size_type size() const { return sizeInBytes() / sizeof(T); }
     size_type capacity() const { return capacityInBytes() / sizeof(T); }
     bool empty() const { return endPtr == beginPtr; }
+    ///@}
     /// True while the elements still live in the object's own storage.
     bool isInline() const { return usesStorage(storage); }
 

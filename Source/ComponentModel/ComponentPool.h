@@ -65,50 +65,70 @@ public:
     /// The largest capacity a pool can have.
     static constexpr uint32_t maxSize() { return 0xFFFFFFFFu; }
 
-    /// Number of live components.
+    /// Number of live components, and whether there are none.
+    ///@{
     uint32_t size() const { return next; }
     bool empty() const { return next == 0; }
+    ///@}
     /// Number of slots.
     uint32_t capacity() const { return static_cast<uint32_t>(roster.size()); }
+    /// The registered type the pool holds, and its size in bytes (the stride of a slot).
+    ///@{
     TypeId getTypeId() const { return typeId; }
     uint64_t getElementSize() const { return elementSize; }
+    ///@}
+    /// The pool's flag bits (AutomaticGrowth); they may be changed at any time.
+    ///@{
     uint32_t getFlags() const { return flags; }
     void setFlags(uint32_t newFlags) { flags = newFlags; }
+    ///@}
 
     /// The slot number at a roster position (positions below size() are live).
     uint32_t getSlotAt(uint32_t position) const { return roster[position]; }
     /// The live component at a roster position below size().
+    ///@{
     Component* getComponentAt(uint32_t position) { return slotComponent(roster[position]); }
     const Component* getComponentAt(uint32_t position) const { return slotComponent(roster[position]); }
+    ///@}
     /// A handle to the live component at a roster position below size().
     ComponentHandle getHandleAt(uint32_t position);
 
 protected:
-    // The roster is a byte buffer used as an array of 32-bit slot numbers; size() counts entries.
+    /// The roster: a byte buffer used as an array of 32-bit slot numbers; size() counts entries.
     class Roster {
     public:
+        /// An empty roster whose buffer comes from `allocator`, tagged as a buffer.
         explicit Roster(Memory::Allocator* allocator) : buffer(allocator, DefaultMemBlockType) {}
+        /// Number of entries (the pool's capacity).
         uint64_t size() const { return buffer.size() / sizeof(uint32_t); }
+        /// The entries, and one entry by position; no range check.
+        ///@{
         uint32_t* data() { return reinterpret_cast<uint32_t*>(buffer.data()); }
         const uint32_t* data() const { return reinterpret_cast<const uint32_t*>(buffer.data()); }
         uint32_t& operator[](uint64_t position) { return data()[position]; }
         uint32_t operator[](uint64_t position) const { return data()[position]; }
+        ///@}
+        /// Grows or shrinks to `entries`, keeping the leading entries; new ones are left
+        /// uninitialised for the pool to fill.
         void resize(uint64_t entries) { buffer.resize(entries * sizeof(uint32_t), true, false); }
 
     private:
         Memory::MemoryBuffer buffer;
     };
 
+    /// The component in a slot, live or not; no range check.
+    ///@{
     Component* slotComponent(uint32_t slot) {
         return reinterpret_cast<Component*>(storage.data() + static_cast<uint64_t>(slot) * elementSize);
     }
     const Component* slotComponent(uint32_t slot) const {
         return reinterpret_cast<const Component*>(storage.data() + static_cast<uint64_t>(slot) * elementSize);
     }
+    ///@}
 
-    // The bookkeeping of an allocation once an instance is constructed in the slot at roster[next]:
-    // roster index, flags, type and generation stamp. Inline so that typed pools allocate without
-    // a call.
+    /// The bookkeeping of an allocation once an instance is constructed in the slot at roster[next]:
+    /// roster index, flags, type and generation stamp. Inline so that typed pools allocate without
+    /// a call.
     ComponentHandle commitAllocation(Component* component, uint32_t slot) {
         const uint32_t stamp = generationCounter.load(std::memory_order_relaxed);
         component->rosterIndex = next;
@@ -125,10 +145,10 @@ protected:
         return handle;
     }
 
-    // Takes the handle's component out of the live range; the caller destroys it and then calls
-    // markReleased. Null, after an assertion, when the handle names no live component of this pool
-    // (stale, released twice, or another pool's): the slot may hold a new component by then, which
-    // must not be released in its place.
+    /// Takes the handle's component out of the live range; the caller destroys it and then calls
+    /// markReleased. Null, after an assertion, when the handle names no live component of this pool
+    /// (stale, released twice, or another pool's): the slot may hold a new component by then, which
+    /// must not be released in its place.
     Component* retireComponent(ComponentHandle handle) {
         Component* component = handle.pool == this ? handle.resolve() : nullptr;
         const uint32_t rosterIndex = component ? component->rosterIndex : next;
@@ -143,10 +163,10 @@ protected:
         return component;
     }
 
-    // Bumps the generation of a destroyed component so that its handles stop resolving. It must
-    // come after the destructor: a store into an object whose lifetime then ends is dead to the
-    // optimiser (GCC removes it once the destructor is inlined), so the new stamp is written into
-    // the slot's bytes, which outlive the object.
+    /// Bumps the generation of a destroyed component so that its handles stop resolving. It must
+    /// come after the destructor: a store into an object whose lifetime then ends is dead to the
+    /// optimiser (GCC removes it once the destructor is inlined), so the new stamp is written into
+    /// the slot's bytes, which outlive the object.
     static void markReleased(Component* component) noexcept {
         unsigned char* const bytes =
             reinterpret_cast<unsigned char*>(component) + offsetof(Component, generation);
@@ -156,17 +176,23 @@ protected:
         std::memcpy(bytes, &generation, sizeof generation);
     }
 
+    /// The first free roster position, which is also the number of live components.
     uint32_t next;
+    /// Slot numbers by roster position: live ones first, then free ones.
     Roster roster;
+    /// The slots, capacity() x elementSize bytes.
     Memory::MemoryBuffer storage;
+    /// Size in bytes of the registered type, and so of a slot.
     uint64_t elementSize;
+    /// The registered type of every component in the pool.
     TypeId typeId;
+    /// Flag bits (AutomaticGrowth).
     uint32_t flags;
 
-    // Stamps every allocation of every pool; components and handles keep its low 16 bits. Pools
-    // are single-threaded, but two pools may live on two threads: relaxed loads and stores keep
-    // that free of data races at the cost of a plain move, and a lost update only repeats a stamp,
-    // which the generation bump on release makes harmless.
+    /// Stamps every allocation of every pool; components and handles keep its low 16 bits. Pools
+    /// are single-threaded, but two pools may live on two threads: relaxed loads and stores keep
+    /// that free of data races at the cost of a plain move, and a lost update only repeats a stamp,
+    /// which the generation bump on release makes harmless.
     static std::atomic<uint32_t> generationCounter;
 
 private:
@@ -242,27 +268,40 @@ public:
     }
 
     /// The live component at a roster position below size().
+    ///@{
     T& operator[](uint32_t position) { return *static_cast<T*>(getComponentAt(position)); }
     const T& operator[](uint32_t position) const { return *static_cast<const T*>(getComponentAt(position)); }
+    ///@}
 
+    /// A forward iterator over the live components in roster order; `Value` is T or const T.
     template <class Value>
     class Iterator {
     public:
+        /// The standard iterator traits.
+        ///@{
         using iterator_category = std::forward_iterator_tag;
         using value_type = std::remove_const_t<Value>;
         using difference_type = std::ptrdiff_t;
         using pointer = Value*;
         using reference = Value&;
+        ///@}
 
+        /// A singular iterator, only for assigning to.
         Iterator() = default;
+        /// An iterator at a roster entry over the slots starting at `base`.
         Iterator(const uint32_t* position,
                  std::conditional_t<std::is_const_v<Value>, const uint8_t*, uint8_t*> base)
             : at(position), slots(base) {}
 
+        /// The component at the iterator.
+        ///@{
         reference operator*() const {
             return *reinterpret_cast<pointer>(slots + static_cast<uint64_t>(*at) * sizeof(T));
         }
         pointer operator->() const { return &**this; }
+        ///@}
+        /// Moves to the next roster position.
+        ///@{
         Iterator& operator++() {
             ++at;
             return *this;
@@ -272,6 +311,8 @@ public:
             ++at;
             return old;
         }
+        ///@}
+        /// Iterators are equal at the same roster position.
         friend bool operator==(const Iterator& a, const Iterator& b) { return a.at == b.at; }
 
     private:
@@ -279,10 +320,13 @@ public:
         std::conditional_t<std::is_const_v<Value>, const uint8_t*, uint8_t*> slots = nullptr;
     };
 
+    /// The live components in roster order, for range-for.
+    ///@{
     Iterator<T> begin() { return {roster.data(), storage.data()}; }
     Iterator<T> end() { return {roster.data() + next, storage.data()}; }
     Iterator<const T> begin() const { return {roster.data(), storage.data()}; }
     Iterator<const T> end() const { return {roster.data() + next, storage.data()}; }
+    ///@}
 };
 
 } // namespace Tarn::ComponentModel

@@ -69,17 +69,29 @@ public:
     MemoryBuffer& operator=(const MemoryBuffer&) = delete;
     ~MemoryBuffer();
 
+    /// The first byte, and the byte at the cursor. Null (or an offset from null) while nothing is
+    /// allocated; valid until the next operation that can replace the storage (a write, reserve,
+    /// resize, clear, reset).
+    ///@{
     uint8_t* data() noexcept { return buffer; }
     const uint8_t* data() const noexcept { return buffer; }
     uint8_t* dataFromPos() noexcept { return buffer + position; }
     const uint8_t* dataFromPos() const noexcept { return buffer + position; }
+    ///@}
+    /// Valid bytes, the cursor, and the bytes from the cursor to the end.
+    ///@{
     uint64_t size() const noexcept { return bufferSize; }
     uint64_t pos() const noexcept { return position; }
     uint64_t unreadSize() const noexcept { return bufferSize - position; }
     bool empty() const noexcept { return bufferSize == 0; }
+    ///@}
+    /// Bytes allocated (0 for wrapped memory), the tag they are accounted under, and the allocator
+    /// that owns them (null for wrapped memory).
+    ///@{
     uint64_t getCapacity() const noexcept { return capacity; }
     MemBlockType getType() const noexcept { return type; }
     Allocator* getAllocator() const noexcept { return allocator; }
+    ///@}
 
     /// Makes the capacity at least `newCapacity` (exactly that when it grows). Size and position
     /// are kept. If the allocator refuses, nothing changes.
@@ -121,20 +133,27 @@ public:
         }
         return writeSlow(source, count);
     }
+    /// Writes a value at its width in host byte order, as write does: false, writing nothing, when
+    /// it cannot be written.
+    ///@{
     bool write8(uint8_t value) { return writeFixed(value); }
     bool write16(uint16_t value) { return writeFixed(value); }
     bool write32(uint32_t value) { return writeFixed(value); }
     bool write64(uint64_t value) { return writeFixed(value); }
     bool writeFloat(float value) { return writeFixed(value); }
     bool writeDouble(double value) { return writeFixed(value); }
-    /// The vector and quaternion writes go one component at a time and report true even on a
-    /// buffer that cannot be written (its components are skipped); check `size` when it matters.
+    ///@}
+    /// The vector and quaternion writes go one component at a time (x, y, z[, w]) and report true
+    /// even on a buffer that cannot be written (its components are skipped); check `size` when it
+    /// matters.
+    ///@{
     bool writeFloat3(const glm::vec3& value) { return writeComponents(&value, 3); }
     bool writeFloat4(const glm::vec4& value) { return writeComponents(&value, 4); }
     bool writeQuaternion(const glm::quat& value) {
         const float components[4] = {value.x, value.y, value.z, value.w};
         return writeComponents(components, 4);
     }
+    ///@}
     /// Four columns, each as writeFloat4. Always true.
     bool writeMatrix(const glm::mat4& value) {
         for (int column = 0; column < 4; ++column) {
@@ -174,6 +193,9 @@ public:
         }
         return n;
     }
+    /// Reads a value written by the matching write and advances the cursor past it. Bytes missing at
+    /// the end of the buffer read as zeros, so a short buffer yields zeros, never stack garbage.
+    ///@{
     uint8_t read8() noexcept { return readFixed<uint8_t>(); }
     uint16_t read16() noexcept { return readFixed<uint16_t>(); }
     uint32_t read32() noexcept { return readFixed<uint32_t>(); }
@@ -207,6 +229,7 @@ public:
         }
         return m;
     }
+    ///@}
     /// Reads a length-prefixed string and drops its terminating byte. The length is trusted only
     /// up to the bytes that were unread before it: a short buffer yields a string padded with zero
     /// characters, never a read beyond size.
