@@ -29,6 +29,7 @@ public:
     /// Set in the flags by the pool that allocated the component.
     static constexpr uint32_t PoolAllocatedFlag = 1u;
 
+    /// A header not yet in a pool: no entity, no flags, no type; the pool fills it in.
     Component() = default;
 
     /// The id registered under `name`, 0xFFFF when none.
@@ -39,17 +40,23 @@ public:
 
     /// A component of the owning entity with this type or a type derived from it; null when this
     /// component is not attached or the entity has none.
+    ///@{
     Component* getComponent(TypeId type) const;
     Component* getComponent(const Reflection::Name& type) const;
+    ///@}
     /// As getComponent, as a handle; the empty handle when nothing matches.
+    ///@{
     ComponentHandle getComponentHandle(TypeId type) const;
     ComponentHandle getComponentHandle(const Reflection::Name& type) const;
+    ///@}
 
     /// The entity the component is attached to, or null.
     Entity* getEntity() const { return entity; }
     /// The component's position in its pool's roster (live components fill positions 0..size-1).
     uint32_t getRosterIndex() const { return rosterIndex; }
+    /// The flag bits (PoolAllocatedFlag).
     uint32_t getFlags() const { return flags; }
+    /// The id of the component's registered (concrete) type.
     TypeId getTypeId() const { return typeId; }
     /// Bumped by every release, so that old handles stop resolving.
     uint16_t getGeneration() const { return generation; }

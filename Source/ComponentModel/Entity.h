@@ -27,14 +27,24 @@ public:
     /// No id assigned.
     static constexpr uint64_t NoId = 0xFFFFFFFFFFFFFFFFull;
 
+    /// No name, no id (NoId), user data 0, no components.
     Entity() = default;
 
+    /// The id, which the application assigns; the library neither picks nor checks ids.
+    ///@{
     uint64_t getId() const { return id; }
     void setId(uint64_t newId) { id = newId; }
+    ///@}
+    /// The name, copied in; a null view sets the empty name.
+    ///@{
     const std::string& getName() const { return name; }
     void setName(StringView newName) { name.assign(newName.data() ? newName.data() : "", newName.size()); }
+    ///@}
+    /// A word the application may use as it likes (an index, a tag, a pointer's bits).
+    ///@{
     int64_t getUserData() const { return userData; }
     void setUserData(int64_t data) { userData = data; }
+    ///@}
 
     /// The attached components, in attachment order.
     const ComponentCollectionBase& getComponents() const { return components; }
@@ -47,13 +57,18 @@ public:
     void removeComponent(ComponentHandle handle);
 
     /// The handle of the first component of this type, else of a type derived from it; or empty.
+    /// A name that is not registered matches nothing.
+    ///@{
     ComponentHandle getComponentHandle(TypeId type) const;
     ComponentHandle getComponentHandle(const Reflection::Name& type) const;
     ComponentHandle getComponentHandle(const Reflection::Type& type) const;
+    ///@}
     /// As getComponentHandle, resolved: null when nothing matches or the handle is stale.
+    ///@{
     Component* getComponent(TypeId type) const;
     Component* getComponent(const Reflection::Name& type) const;
     Component* getComponentPtr(const Reflection::Type& type) const;
+    ///@}
     /// The component of the type registered for T (see Reflection::TypeName), or null.
     template <class T>
     T* getComponent() const {
