@@ -11,6 +11,8 @@
 #include <new>
 #include <type_traits>
 
+/// Containers with engine-specific storage rules: inline small vectors and paged pools whose slots
+/// never move, all allocating through Memory::Allocator.
 namespace Tarn::Collections {
 
 /// The untyped core of SmallVector: a byte range [beginPtr, endPtr) inside storage that ends at

@@ -17,6 +17,8 @@
 #include <iterator>
 #include <type_traits>
 
+/// Components (plain data with a common header, registered in the type registry), their pools,
+/// weak handles and entities.
 namespace Tarn::ComponentModel {
 
 /// Dense storage for the components of one registered type.

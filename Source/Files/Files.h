@@ -15,6 +15,8 @@
 // Paths.h. Failures are logged at Error through the log "PlatformIO" and reported as null, false or
 // 0; only `remove` and `exists` throw (std::filesystem::filesystem_error).
 
+/// Files and paths: one UTF-8 path grammar on every platform, whole-file reads and writes, file
+/// handles and mapped views, standard folders.
 namespace Tarn::IO {
 
 /// Last-write time: 100-nanosecond ticks since 1601-01-01 UTC on every platform.

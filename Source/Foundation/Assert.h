@@ -2,6 +2,10 @@
 
 #include <Tarn/Foundation/Export.h>
 
+/// Tarn.Foundation: the engine's foundation library. The subsystems have namespaces of their own
+/// (Memory, Collections, Reflection, ComponentModel, Logging, IO, Threads, Network, Geometry);
+/// what every layer uses (assertions, the version, strings and hashes, the intrusive list,
+/// application shell, window and input) sits directly in Tarn.
 namespace Tarn {
 
 /// Receives a failed assertion: the condition's text exactly as written at the assertion site,

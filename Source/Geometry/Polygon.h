@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+/// Polygons, polygon clipping and geodesy (conversions between geodetic, geocentric and local
+/// frames on the WGS84 ellipsoid).
 namespace Tarn::Geometry {
 
 /// A simple polygon in the x-y plane.

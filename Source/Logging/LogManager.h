@@ -17,6 +17,8 @@
 //
 // The mutex is not recursive: a consumer must not log, register or unregister from inside its
 // consumeMessage.
+/// Logging: named Log front ends, one process-wide LogManager that filters and dispatches, and the
+/// consumers that write messages out (console, file, redirection, throttling).
 namespace Tarn::Logging {
 
 class Consumer;

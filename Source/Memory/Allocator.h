@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstdint>
 
+/// Memory: allocators with per-tag accounting (MemBlockType) and the growable byte buffer that is
+/// also the library's binary serialisation.
 namespace Tarn::Memory {
 
 /// The library's single allocation interface.

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <vector>
 
+/// IPv4 networking: addresses, socket addresses and the host's adapters; messages and the message
+/// hubs that route them.
 namespace Tarn::Network {
 
 namespace Detail {

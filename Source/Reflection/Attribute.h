@@ -20,14 +20,21 @@ namespace Tarn::Reflection {
 ///
 /// The payload is unaligned; read and write it with loadPayload/storePayload.
 struct Attribute {
+    /// Bytes of payload: what is left of the 256-byte record after the header.
     static constexpr size_t PayloadSize = 251;
 
+    /// The fields of the layout above.
+    ///@{
     TypeId typeId = InvalidTypeId;
     TypeId keyId = InvalidTypeId;
     uint8_t builtIn = 0;
     uint8_t payload[PayloadSize] = {};
+    ///@}
 
+    /// An attribute of no kind (both ids 0xFFFF), with a zeroed payload.
     Attribute() = default;
+    /// An attribute of the kind registered as `attributeTypeId`, with the second key `key` and a
+    /// zeroed payload.
     explicit Attribute(TypeId attributeTypeId, TypeId key = InvalidTypeId)
         : typeId(attributeTypeId), keyId(key) {}
 
@@ -51,6 +58,8 @@ static_assert(sizeof(Attribute) == 256, "An attribute occupies exactly one 256-b
 
 /// Marks a field as holding a colour, for editors. Its type id is that of "ColorAttribute".
 struct TARN_API ColorAttribute : Attribute {
+    /// A built-in attribute of the kind registered as "ColorAttribute", with no second key and no
+    /// payload.
     ColorAttribute();
     /// The id registered under "ColorAttribute" (0xFFFF while it is not registered).
     static TypeId staticTypeId();
@@ -59,6 +68,8 @@ struct TARN_API ColorAttribute : Attribute {
 /// Marks a field as part of the persistent state of its type. Its type id is that of
 /// "SerializableAttribute".
 struct TARN_API SerializableAttribute : Attribute {
+    /// A built-in attribute of the kind registered as "SerializableAttribute", with no second key
+    /// and no payload.
     SerializableAttribute();
     /// The id registered under "SerializableAttribute" (0xFFFF while it is not registered).
     static TypeId staticTypeId();
@@ -68,6 +79,7 @@ static_assert(sizeof(ColorAttribute) == 256 && sizeof(SerializableAttribute) == 
 
 /// The attributes of one field, in the order they were added.
 struct TARN_API Attributes {
+    /// The records, in the order they were added.
     std::vector<Attribute> attributes;
 
     /// The first attribute whose typeId and keyId equal the arguments, or null.
@@ -79,8 +91,11 @@ struct TARN_API Attributes {
         return getAttributeByTypeId(Kind::staticTypeId(), InvalidTypeId);
     }
 
+    /// Number of attributes, and whether there are none.
+    ///@{
     size_t size() const { return attributes.size(); }
     bool empty() const { return attributes.empty(); }
+    ///@}
 };
 
 } // namespace Tarn::Reflection

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <memory>
 
+/// Run-time type information: named types with fields, enumerators, methods and attributes, kept
+/// in one process-wide registry (TypeDatabase) and addressed by 16-bit ids.
 namespace Tarn::Reflection {
 
 struct TypeStore;
@@ -71,6 +73,8 @@ private:
 /// when a name is registered again. Safe to share between threads; meant as a function-local static.
 class TARN_API TypeIdCache {
 public:
+    /// A cache for the type registered under `typeName` (not null); the text is hashed here and
+    /// not kept. Nothing is looked up until the first get().
     explicit TypeIdCache(const char* typeName);
     /// The id currently registered under the name, 0xFFFF when none.
     TypeId get() const;

@@ -18,6 +18,8 @@ inline constexpr TypeId FieldIdBaseStep = 1024;
 /// that registers types, which defines its own values (for example `static_cast<FieldFlags>(1)`).
 enum class FieldFlags : uint16_t { None = 0 };
 
+/// Combining and testing field flags as bit sets.
+///@{
 constexpr FieldFlags operator|(FieldFlags a, FieldFlags b) {
     return static_cast<FieldFlags>(static_cast<uint16_t>(a) | static_cast<uint16_t>(b));
 }
@@ -27,5 +29,6 @@ constexpr FieldFlags operator&(FieldFlags a, FieldFlags b) {
 constexpr FieldFlags& operator|=(FieldFlags& a, FieldFlags b) {
     return a = a | b;
 }
+///@}
 
 } // namespace Tarn::Reflection
