@@ -16,7 +16,9 @@ namespace Tarn {
 
 /// One reference ellipsoid for the UTM projection.
 struct Ellipsoid {
+    /// The row's number in the table (the index LLtoUTM takes).
     int id;
+    /// The published name, byte for byte (two end with a blank).
     const char* name;
     double equatorialRadius;    ///< metres
     double eccentricitySquared; ///< square of the first eccentricity

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <vector>
 
-/// Polygons, polygon clipping and geodesy (conversions between geodetic, geocentric and local
-/// frames on the WGS84 ellipsoid).
+/// Planar geometry: polygons with area, containment, repair and subtraction. (Geodesy and the
+/// quad index helpers are in Tarn and the global namespace, easing curves in Tarn::EasingFn.)
 namespace Tarn::Geometry {
 
 /// A simple polygon in the x-y plane.
@@ -27,10 +27,13 @@ public:
     /// Copies the corners and reverses their order unless they are already clockwise (an outline
     /// of zero area, including one with fewer than three corners, is reversed too).
     explicit Polygon(const std::vector<glm::vec3>& points);
+    /// Polygons are values: copies own their corners.
+    ///@{
     Polygon(const Polygon&) = default;
     Polygon(Polygon&&) noexcept = default;
     Polygon& operator=(const Polygon&) = default;
     Polygon& operator=(Polygon&&) noexcept = default;
+    ///@}
     ~Polygon() = default;
 
     /// Replaces the corners (no copy when given the polygon's own array) and orients them as the
@@ -38,11 +41,14 @@ public:
     void setPoints(const std::vector<glm::vec3>& newPoints);
     /// Appends one corner without touching the orientation.
     void addPoint(const glm::vec3& point);
+    /// Removes every corner.
     void clearPoints();
 
+    /// The corners, in their (normally clockwise) order.
     const std::vector<glm::vec3>& getPoints() const { return points; }
     /// The corner at `index`; the index is not checked.
     const glm::vec3& getPoint(uint64_t index) const { return points[static_cast<std::size_t>(index)]; }
+    /// Number of corners.
     uint64_t getNoOfPoints() const { return points.size(); }
 
     /// Absolute area; 0 for fewer than three corners.
