@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <vector>
 
-/// Planar geometry: polygons with area, containment, repair and subtraction. (Geodesy and the
-/// quad index helpers are in Tarn and the global namespace, easing curves in Tarn::EasingFn.)
+/// Planar geometry: polygons with area, containment, repair and subtraction, and the index list of
+/// quads. (Geodesy is in Tarn and the global namespace, easing curves in Tarn::EasingFn.)
 namespace Tarn::Geometry {
 
 /// A simple polygon in the x-y plane.
