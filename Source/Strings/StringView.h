@@ -18,11 +18,13 @@ namespace Tarn {
 /// a split() into more than 10 pieces.
 class TARN_API StringView {
 public:
+    /// "Not found" from the searches, and "to the end" as a count or position argument.
     static constexpr uint64_t NoPosition = 0xFFFFFFFFFFFFFFFFull;
 
     /// The pieces of split(): ten fit inline, more spill to Allocator::overflowAllocator().
     using Pieces = Collections::SmallVector<StringView, 10>;
 
+    /// The empty view, with a null pointer.
     constexpr StringView() noexcept = default;
     /// Views the characters before the terminator; a null pointer gives an empty view.
     constexpr StringView(const char* text) noexcept
@@ -31,40 +33,56 @@ public:
     constexpr StringView(const char* data, uint64_t size) noexcept : data_(data), size_(size) {}
     /// Views the string's characters; the string must outlive the view.
     StringView(const std::string& text) noexcept : data_(text.data()), size_(text.size()) {}
+    /// The same pointer and length as the standard view.
     constexpr StringView(std::string_view text) noexcept : data_(text.data()), size_(text.size()) {}
 
     /// A new string holding a copy of the characters.
+    ///@{
     std::string to_string() const { return empty() ? std::string() : std::string(data_, size_); }
     explicit operator std::string() const { return to_string(); }
+    ///@}
     /// The same pointer and length as a standard view.
+    ///@{
     constexpr std::string_view to_string_view() const noexcept { return {data_, size_}; }
     constexpr operator std::string_view() const noexcept { return {data_, size_}; }
+    ///@}
 
+    /// Whether the view has characters, and how many (size and length are the same).
+    ///@{
     constexpr explicit operator bool() const noexcept { return size_ != 0; }
     constexpr bool empty() const noexcept { return size_ == 0; }
     constexpr uint64_t size() const noexcept { return size_; }
     constexpr uint64_t length() const noexcept { return size_; }
+    ///@}
 
+    /// The characters as a range; not null-terminated, and null for some empty views.
+    ///@{
     constexpr const char* data() const noexcept { return data_; }
     constexpr const char* begin() const noexcept { return data_; }
     constexpr const char* cbegin() const noexcept { return data_; }
     constexpr const char* end() const noexcept { return data_ + size_; }
     constexpr const char* cend() const noexcept { return data_ + size_; }
+    ///@}
 
     /// The character at `index`; no bounds check.
     constexpr char operator[](uint64_t index) const noexcept { return data_[index]; }
 
     /// Equal sizes and equal bytes; two empty views are equal whatever their pointers.
+    ///@{
     bool operator==(const StringView& other) const noexcept {
         return size_ == other.size_ && compareMemory(data_, other.data_, size_) == 0;
     }
     bool operator!=(const StringView& other) const noexcept { return !(*this == other); }
+    ///@}
 
-    // Mixed comparisons, spelled out because the view converts both ways with the standard types
-    // and either conversion would otherwise make them ambiguous.
+    /// Mixed comparisons, by bytes as above, spelled out because the view converts both ways with
+    /// the standard types and either conversion would otherwise make them ambiguous. A null
+    /// `const char*` compares as the empty text.
+    ///@{
     friend bool operator==(const StringView& a, std::string_view b) noexcept { return a == StringView(b); }
     friend bool operator==(const StringView& a, const std::string& b) noexcept { return a == StringView(b); }
     friend bool operator==(const StringView& a, const char* b) noexcept { return a == StringView(b); }
+    ///@}
 
     /// Orders by unsigned bytes over the common prefix, then by length. A difference in the prefix
     /// returns the byte comparison's own nonzero result (only its sign means anything); an equal
