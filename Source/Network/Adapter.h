@@ -28,12 +28,15 @@ enum class AdapterFlags : uint32_t {
     AddLocalhost = 2, ///< "Localhost": 127.0.0.1, mask 255.0.0.0, broadcast 127.255.255.255.
 };
 
+/// Combining and testing adapter flags as bit sets.
+///@{
 constexpr AdapterFlags operator|(AdapterFlags a, AdapterFlags b) {
     return AdapterFlags(uint32_t(a) | uint32_t(b));
 }
 constexpr AdapterFlags operator&(AdapterFlags a, AdapterFlags b) {
     return AdapterFlags(uint32_t(a) & uint32_t(b));
 }
+///@}
 
 // The adapter table is one process-wide array, empty until the first UpdateAdapters. None of these
 // functions lock: UpdateAdapters must not run while another thread reads the table.

@@ -23,12 +23,16 @@ public:
     virtual uint16_t family() const = 0;
     /// The address in the platform's presentation form.
     virtual std::string string() const = 0;
+    /// True for an address in the family's multicast range.
     virtual bool is_multicast() const = 0;
 
 protected:
+    /// Only the concrete addresses are made and copied, as whole values.
+    ///@{
     Addr() = default;
     Addr(const Addr&) = default;
     Addr& operator=(const Addr&) = default;
+    ///@}
 };
 
 /// An IPv4 address: one 32-bit word in network byte order.
@@ -45,12 +49,18 @@ public:
     /// The platform value, already in network byte order.
     explicit AddrIn(const in_addr& address);
     /// Parses dotted text; text that is not an IPv4 address gives 0.0.0.0 without a report.
+    ///@{
     explicit AddrIn(const char* text);
     explicit AddrIn(const std::string& text);
+    ///@}
 
+    /// Addresses are values.
+    ///@{
     AddrIn(const AddrIn&) = default;
     AddrIn& operator=(const AddrIn&) = default;
+    ///@}
 
+    /// The same four octets.
     bool operator==(const AddrIn& other) const { return address == other.address; }
 
     /// Octet `i` in dotted order. The index wraps modulo 4 on purpose: [4] reads octet 0 again.
@@ -74,13 +84,18 @@ class TARN_API AddrIn6 : public Addr {
 public:
     /// ::, sixteen zero bytes.
     AddrIn6();
+    /// The platform value, already in network order.
     explicit AddrIn6(const in6_addr& address);
     /// Parses IPv6 text; unparsable text gives :: without a report.
     explicit AddrIn6(const char* text);
 
+    /// Addresses are values.
+    ///@{
     AddrIn6(const AddrIn6&) = default;
     AddrIn6& operator=(const AddrIn6&) = default;
+    ///@}
 
+    /// The same sixteen bytes.
     bool operator==(const AddrIn6& other) const;
 
     /// Byte `i` of sixteen; not bounds-checked.

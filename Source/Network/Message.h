@@ -26,6 +26,7 @@ public:
     Message(const Message&) = delete;
     Message& operator=(const Message&) = delete;
 
+    /// The id, which the application defines (a message kind, usually).
     uint32_t getID() const { return id; }
 
     /// A message from the pool (or a new one when the pool is empty) with this id and an empty
@@ -51,6 +52,7 @@ private:
     friend Message*& poolLink(Message* message) noexcept;
 };
 
+/// How messages are passed around: shared, and returned to the pool when the last reference goes.
 using MessagePtr = std::shared_ptr<Message>;
 
 } // namespace Tarn::Network

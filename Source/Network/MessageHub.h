@@ -59,6 +59,7 @@ public:
     /// off the queue just before it is handled.
     virtual bool processMessages(int maxCount);
 
+    /// The id given at construction.
     uint32_t getID() const { return id; }
 
     /// Makes `listener` receive what this hub sends; with `bidirectional`, also the other way.
@@ -72,19 +73,23 @@ public:
     bool listenTo(uint32_t hubId, bool bidirectional = false);
     /// Stops `listener` receiving from this hub. False when it was not listening or is null.
     bool removeListener(MessageHub* listener);
+    /// As above for the first registered hub with this id; false when there is none.
     bool removeListener(uint32_t listenerId);
     /// Unlinks every listener.
     void removeAllListeners();
     /// Stops listening to every hub this one listens to.
     void disconnectFromAllSenders();
 
+    /// Number of messages waiting in the queue; other threads may change it at once.
     uint64_t getNoOfQueuedMessages() const;
     /// Drops every queued message.
     void flushQueuedMessages();
 
     /// Snapshots of the two lists, in order.
+    ///@{
     std::vector<MessageHub*> getListeners() const;
     std::vector<MessageHub*> getSenders() const;
+    ///@}
 
     /// The first registered hub with this id, or null. The pointer is only safe to use while the
     /// caller knows the hub is alive.
