@@ -52,8 +52,11 @@ public:
     virtual ~ConnectionBase();
 
     /// The socket type (1 stream, 2 datagram) and protocol (6 TCP, 17 UDP).
+    ///@{
     virtual int32_t type() const = 0;
     virtual int32_t proto() const = 0;
+    ///@}
+    /// True when a closed socket is to be reopened (the registry retries it); the base never is.
     virtual bool isAutoConnectEnabled() const;
     /// Reopens the connection; the base has nothing to reopen and returns false.
     virtual bool reconnect();
@@ -73,13 +76,19 @@ public:
     uint16_t family() const;
     /// True while the socket is open.
     bool isConnected() const { return getSocket() != InvalidSocket; }
+    /// The socket, or InvalidSocket; safe to read from any thread, but only the thread that owns
+    /// the socket (see above) may use it.
     Socket getSocket() const { return socket.load(std::memory_order_acquire); }
+    /// The address given to bind, listen or connect, or the peer's for an accepted socket.
     SockaddrIn getAddress() const { return address; }
     /// Milliseconds since 1970 before which the registry does not try to reconnect (0: at once).
     int64_t getReconnectTime() const { return reconnectTime; }
+    /// One flag each: FlagRemove, FlagDelete, FlagListening.
+    ///@{
     bool shouldRemove() const { return (getFlags() & FlagRemove) != 0; }
     bool shouldDelete() const { return (getFlags() & FlagDelete) != 0; }
     bool isListening() const { return (getFlags() & FlagListening) != 0; }
+    ///@}
     /// The port the socket is bound to (the one a bind or listen on port 0 got); 0 without one.
     uint16_t getLocalPort() const;
     /// The whole flags word. Bits other than the Flag constants above are internal.
@@ -116,8 +125,11 @@ public:
     void setDoNotProcess();
 
 protected:
+    /// A connection without a socket, with no flags or with `initialFlags`.
+    ///@{
     ConnectionBase();
     explicit ConnectionBase(uint32_t initialFlags);
+    ///@}
 
     /// Opens a socket of type() and proto(), closing an open one first with disconnect(). On
     /// failure logs "Failed to create socket." at Error and leaves the socket invalid.
@@ -138,9 +150,13 @@ protected:
     /// Logs a failed socket call with the platform's error code and text.
     static void reportSocketError(const char* file, int line, const char* function, int error);
 
+    /// The flag bits; change them with fetch_or and fetch_and only (see above).
     std::atomic<uint32_t> flags;
+    /// See getReconnectTime().
     int64_t reconnectTime = 0;
+    /// The platform socket, InvalidSocket when closed; written only by the thread that owns it.
     std::atomic<Socket> socket{InvalidSocket};
+    /// See getAddress().
     SockaddrIn address;
 
 private:

@@ -56,8 +56,10 @@ public:
 
     /// The largest payload accepted from the peer, in bytes; 0 (the default) means no limit of
     /// our own. May be changed at any time; applies from the next frame header.
+    ///@{
     void setMaxPayloadSize(uint64_t bytes);
     uint64_t getMaxPayloadSize() const;
+    ///@}
 
 protected:
     /// Called on the network thread with each complete frame: sends it to this hub's listeners.

@@ -53,14 +53,19 @@ public:
     void setNoDelay(bool on);
     /// shutdown() of both directions, nothing else.
     void shutdown();
+    /// Sets or clears FlagAutoReconnect: whether a closed socket is reopened (see disconnect and
+    /// reconnect). Safe from any thread.
+    ///@{
     void enableAutoReconnect();
     void disableAutoReconnect();
+    ///@}
 
 protected:
+    /// Selects the constructor below.
+    struct Unregistered {};
     /// As ConnectionTCP(socket, address) but without registering: for a derived class that
     /// registers (addConnection(this)) at the end of its own constructor, so that the network
     /// thread never meets it half built.
-    struct Unregistered {};
     ConnectionTCP(Socket socket, const SockaddrIn& address, Unregistered);
 };
 

@@ -9,7 +9,8 @@
 #include <vector>
 
 /// IPv4 networking: addresses, socket addresses and the host's adapters; messages and the message
-/// hubs that route them.
+/// hubs that route them; UDP and TCP connections served by one network thread, and the hubs that
+/// carry messages over TCP in frames.
 namespace Tarn::Network {
 
 namespace Detail {
