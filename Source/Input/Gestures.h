@@ -87,12 +87,22 @@ public:
     /// Drops what has been emitted since the last update (pointers and tracked gestures stay).
     void reset();
 
+    /// Settings::displayScale, the factor for high-DPI displays.
+    ///@{
     void setDisplayScale(float scale) { settings.displayScale = scale; }
     float getDisplayScale() const { return settings.displayScale; }
+    ///@}
+    /// The tunables, to read, or to change in place; changes apply to the next event.
+    ///@{
     const Settings& getSettings() const { return settings; }
     Settings& refSettings() { return settings; }
+    ///@}
+    /// Settings::enabled for one kind. A value outside Gesture::Kind reads as disabled and is not
+    /// stored.
+    ///@{
     bool isEnabled(Gesture::Kind kind) const;
     void setEnabled(Gesture::Kind kind, bool enabled);
+    ///@}
 
     /// Number of pointers currently down.
     uint64_t getPointerCount() const { return pointers.size(); }

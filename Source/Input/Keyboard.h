@@ -20,9 +20,12 @@ namespace Tarn {
 /// Not synchronised: submit and update on the thread that pumps the window's messages.
 class TARN_API Keyboard {
 public:
+    /// One submitted event, as queued and as listed for the frame after update().
     struct Event {
+        /// Which submit call made the event.
         enum class Type : uint32_t { KeyDown, KeyUp, Char, Reset };
 
+        /// Which submit call made the event.
         Type type = Type::Reset;
         /// The time given to the submit call.
         double timestamp = 0.0;
@@ -34,13 +37,18 @@ public:
 
     /// Plain value; a Reset assigns a default-constructed State (every key up, no text).
     struct State {
+        /// Down (true) or up, indexed by Key value.
         std::array<bool, KeyCount> keys{};
         /// Text typed during the last frame, concatenated in event order.
         std::string chars;
     };
 
+    /// Queue a key going down or up, stamped with the caller's `time`; nothing is visible before
+    /// the next update().
+    ///@{
     void submitKeyDown(Key key, double time);
     void submitKeyUp(Key key, double time);
+    ///@}
     /// Queues typed text, taking it over: `text` is empty afterwards.
     void submitChar(std::string&& text, double time);
     /// Queues a return to the all-zero state, e.g. when the window loses focus and releases
@@ -52,6 +60,7 @@ public:
 
     /// Key down after the last update; false for a value outside the enumeration.
     bool isKeyDown(Key key) const;
+    /// Not isKeyDown(): true for a value outside the enumeration.
     bool isKeyUp(Key key) const { return !isKeyDown(key); }
     /// The last frame's events hold a KeyDown of `key`.
     bool wasKeyPressed(Key key) const;
@@ -64,6 +73,7 @@ public:
 
     /// The events applied by the last update, in submission order.
     const std::vector<Event>& getEvents() const { return events; }
+    /// The whole state after the last update.
     const State& getState() const { return state; }
 
 private:

@@ -22,9 +22,12 @@ inline constexpr uint32_t MouseButtonCount = 3;
 /// `Keyboard`. Not synchronised: submit and update on the thread that pumps the window's messages.
 class TARN_API Mouse {
 public:
+    /// One submitted event, as queued and as listed for the frame after update().
     struct Event {
+        /// Which submit call made the event.
         enum class Type : uint32_t { ButtonDown, ButtonUp, Move, Wheel, Reset };
 
+        /// Which submit call made the event.
         Type type = Type::Reset;
         /// The time given to the submit call.
         double timestamp = 0.0;
@@ -41,23 +44,30 @@ public:
 
     /// Plain value; a Reset assigns a default-constructed State.
     struct State {
+        /// Down (true) or up, by MouseButton value.
         std::array<bool, MouseButtonCount> buttons{};
+        /// The pointer's position after the last update, in the coordinates it was submitted in.
         glm::ivec2 position{0, 0};
         /// Wheel movement summed over the last frame.
         int32_t wheel = 0;
     };
 
+    /// Queue an event stamped with the caller's `time`; nothing is visible before the next
+    /// update(). A Reset returns to the default State (every button up, position (0, 0)).
+    ///@{
     void submitButtonDown(MouseButton button, double time);
     void submitButtonUp(MouseButton button, double time);
     void submitMove(const glm::ivec2& position, double time);
     void submitWheel(int delta, double time);
     void submitReset(double time);
+    ///@}
 
     /// Applies the queued events in submission order and makes them the frame's event list.
     void update();
 
     /// Button down after the last update; always false for values of 3 and above.
     bool isButtonDown(MouseButton button) const;
+    /// Not isButtonDown(): true for values of 3 and above.
     bool isButtonUp(MouseButton button) const { return !isButtonDown(button); }
     /// The last frame's events hold a ButtonDown of `button` (any value, touch sources included).
     bool wasButtonPressed(MouseButton button) const;
@@ -70,6 +80,7 @@ public:
 
     /// The events applied by the last update, in submission order.
     const std::vector<Event>& getEvents() const { return events; }
+    /// The whole state after the last update.
     const State& getState() const { return state; }
 
 private:
