@@ -32,6 +32,10 @@ set(DOXYGEN_JAVADOC_AUTOBRIEF YES)
 set(DOXYGEN_DISTRIBUTE_GROUP_DOC YES)
 set(DOXYGEN_SORT_MEMBER_DOCS NO)
 set(DOXYGEN_SHOW_INCLUDE_FILES YES)
+# The comments quote the library's texts exactly, printf formats and "%name%" included; automatic
+# linking of words in the text would take "%s" for "do not link s" and print "s". The types in
+# declarations, the class lists and the member tables still link.
+set(DOXYGEN_AUTOLINK_SUPPORT NO)
 # Implementation details that must live in headers (inline fast paths, templates' helpers).
 set(DOXYGEN_EXCLUDE_SYMBOLS "Detail" "*::Detail")
 # Read the headers as a client compiler sees them, less the attributes that only clutter a page.

@@ -34,8 +34,10 @@ class TARN_API Application {
 public:
     Application() = default;
     /// Copies the window data pointer and the whole argument table.
+    ///@{
     Application(const Application&) = default;
     Application& operator=(const Application&) = default;
+    ///@}
     virtual ~Application();
 
     /// Parses the arguments; then either displays the help (with --help) or initialises, runs the
@@ -46,18 +48,22 @@ public:
     /// The category named by --loglevel (Debug when absent or not a category word).
     virtual Logging::Category getDefaultLogLevel();
 
+    /// Whether an argument of this name was given (or injected); names compare byte for byte.
     bool hasArg(StringView name) const;
     /// The stored value, or an empty string when the argument is absent.
     const std::string& getArgValue(StringView name) const;
     /// The name at `index` in table order, or an empty string when `index >= getNoOfArgs()`.
     const std::string& getArgName(uint64_t index) const;
+    /// Number of stored arguments.
     uint64_t getNoOfArgs() const;
     /// Stores `value` under `name`, unless `overwrite` is false and the name is present.
     void injectArg(StringView name, StringView value, bool overwrite = true);
 
     /// The application's window record; not owned.
+    ///@{
     void setWindowData(WindowData* data) { windowData = data; }
     WindowData* getWindowData() const { return windowData; }
+    ///@}
 
     /// Whether a debugger is attached to the process (Linux: a tracer).
     static bool isBeingDebugged();

@@ -25,6 +25,7 @@ namespace Tarn {
 /// the operating system is a null pointer instead of a load failure of the whole program.
 class TARN_API Module {
 public:
+    /// The outcome of the last load.
     enum class LoadStatus : uint32_t {
         Unloaded = 0, ///< no load attempted
         Loaded = 1,   ///< the library was loaded
@@ -39,9 +40,12 @@ public:
     using Handle = void*;
 #endif
 
+    /// Unloaded, no handle. Copies share the handle, which is never released.
+    ///@{
     Module() = default;
     Module(const Module&) = default;
     Module& operator=(const Module&) = default;
+    ///@}
     /// Releases nothing: the library stays loaded.
     virtual ~Module();
 
@@ -59,24 +63,32 @@ public:
     /// Resolves a derived module's function pointers; does nothing here.
     virtual void initPtrs();
 
+    /// The status and the handle of the last load (null unless Loaded).
+    ///@{
     LoadStatus getLoadStatus() const {
         return loadStatus;
     }
     Handle getHandle() const {
         return handle;
     }
+    ///@}
 
     /// Equal when both the status and the handle are.
+    ///@{
     bool operator==(const Module& other) const {
         return loadStatus == other.loadStatus && handle == other.handle;
     }
     bool operator!=(const Module& other) const {
         return !(*this == other);
     }
+    ///@}
 
 protected:
+    /// What a derived module's loader writes with load(); see getLoadStatus and getHandle.
+    ///@{
     LoadStatus loadStatus = LoadStatus::Unloaded;
     Handle handle = nullptr;
+    ///@}
 };
 
 } // namespace Tarn

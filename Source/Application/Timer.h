@@ -35,9 +35,14 @@ public:
     /// Scaled interval in seconds (refreshes `end` while running).
     double elapsedSeconds();
 
+    /// The speed factor in thousandths (see the class comment); resetScale returns to real time,
+    /// 1000. A change applies to the whole interval at the next query, not from now on.
+    ///@{
     int64_t getScale() const { return scale; }
     void setScale(int64_t newScale) { scale = newScale; }
     void resetScale() { scale = 1000; }
+    ///@}
+    /// True between start and stop.
     bool isRunning() const { return running; }
 
     /// Wall-clock microseconds since 1970-01-01 00:00 UTC.

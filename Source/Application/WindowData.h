@@ -11,12 +11,16 @@ namespace Tarn {
 struct WindowData {
 #if defined(_WIN32)
     /// WNDPROC and HWND, spelled without <windows.h>.
+    ///@{
     using WindowProc = long long (*)(::HWND__*, unsigned int, unsigned long long, long long);
     using WindowHandle = ::HWND__*;
+    ///@}
 #else
     /// The Linux window backend decides what it keeps here; nothing is subclassed there.
+    ///@{
     using WindowProc = void*;
     using WindowHandle = void*;
+    ///@}
 #endif
 
     /// The window procedure replaced when an existing window was attached; null for a window the

@@ -13,6 +13,7 @@ namespace Tarn {
 /// as long as the object lives and nothing has been taken out of it.
 class TARN_API FileContents {
 public:
+    /// Describes `size` bytes at `data`; the derived class owns them.
     FileContents(const uint8_t* data, uint64_t size) noexcept : data(data), size(size) {}
     virtual ~FileContents();
     FileContents(const FileContents&) = delete;
@@ -26,8 +27,11 @@ public:
     /// A new buffer from the default allocator holding a copy of the bytes.
     Memory::MemoryBuffer takeCopy() const;
 
+    /// The bytes and their number, as described above.
+    ///@{
     const uint8_t* data;
     uint64_t size;
+    ///@}
 };
 
 /// FileContents whose bytes live in an owned MemoryBuffer.

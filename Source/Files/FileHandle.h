@@ -28,9 +28,14 @@ public:
     /// Accepted by map for symmetry with other APIs; every view is read-only whatever the value.
     enum class ProtectionMode : uint32_t { ReadOnly = 0, ReadWrite = 1, CopyOnWrite = 2 };
 
+    /// A closed handle.
     FileHandle() noexcept = default;
+    /// Takes the file and leaves `move` closed; assignment first closes this handle's own file.
+    /// Neither handle may have a view mapped (an assertion).
+    ///@{
     FileHandle(FileHandle&& move) noexcept;
     FileHandle& operator=(FileHandle&& move) noexcept;
+    ///@}
     FileHandle(const FileHandle&) = delete;
     FileHandle& operator=(const FileHandle&) = delete;
     ~FileHandle();
@@ -52,9 +57,12 @@ public:
 
     /// The file's size in bytes; 0 when closed.
     uint64_t getSize() const;
+    /// Whether a file is open, whether a view is mapped, and the view (null when none).
+    ///@{
     bool isOpen() const noexcept { return file != InvalidHandle; }
     bool isMapped() const noexcept { return mappedMemory != nullptr; }
     const void* getMappedMemory() const noexcept { return mappedMemory; }
+    ///@}
 
 private:
     static constexpr uintptr_t InvalidHandle = ~uintptr_t(0);
@@ -68,6 +76,7 @@ private:
 
 namespace IO {
 
+/// FileHandle::open.
 TARN_API std::shared_ptr<FileHandle> openFile(StringView path, FileHandle::OpenMode openMode,
                                               FileHandle::AccessMode accessMode);
 /// Releases the view, mapping and file at once; the object lives on until its last owner lets go.

@@ -25,7 +25,9 @@ inline constexpr char pathSeparator = '\\';
 /// drive; a rooted `b` keeps `a`'s drive; otherwise "\" is inserted unless `a` is empty, ends in a
 /// separator or is a bare drive ("C:" + "x" is "C:x").
 TARN_API std::string combine(const std::string& a, const std::string& b);
-/// The path without its last element ("a\b\" gives "a\b", "C:\a" gives "C:\", "a" gives "").
+/// The path without its last element:
+///
+///     "a\b\" gives "a\b", "C:\a" gives "C:\", "a" gives "".
 TARN_API std::string parentPath(StringView path);
 /// The last element: the text after the last separator (not part of the root name); empty when the
 /// path ends in a separator.
