@@ -22,10 +22,16 @@ public:
     /// Makes sure the process-wide console consumer exists and is registered.
     static void initialize();
 
+    /// The lowest category that goes to standard error (see above); any thread may change it.
+    ///@{
     void setStderrThreshold(Category category);
     Category getStderrThreshold() const { return stderrThreshold.load(std::memory_order_relaxed); }
+    ///@}
+    /// Whether the category is coloured (ANSI escapes; on by default); any thread may change it.
+    ///@{
     void setUseColor(bool enabled);
     bool getUseColor() const { return useColor.load(std::memory_order_relaxed); }
+    ///@}
 
 private:
     void outputMessage(const std::string& prefix, const Message& message) override;

@@ -33,13 +33,16 @@ public:
     virtual void consumeMessage(StringView name, Category category, StringView message, const char* file,
                                 int line) = 0;
 
+    /// The lowest category this consumer receives; lower messages are filtered out before it.
     Category getMinimumCategory() const { return minimumCategory.load(std::memory_order_relaxed); }
     /// Stores the minimum and recomputes the manager's effective minimum.
     void setMinimumCategory(Category category);
 
     /// The minimum that consumers constructed from now on start with (initially Trace).
+    ///@{
     static void setDefaultMinimumCategory(Category category);
     static Category getDefaultMinimumCategory();
+    ///@}
 
     /// "Trace" ... "Fatal". The category indexes a table unchecked: it must be one of the six.
     static const char* getCategoryName(Category category);
@@ -47,6 +50,7 @@ public:
     static const char* getCategoryNameColor(Category category);
 
 protected:
+    /// For a derived consumer's own state: messages may arrive on several threads at once.
     std::mutex mutex;
 
 private:

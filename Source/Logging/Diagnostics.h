@@ -36,9 +36,12 @@ TARN_API std::string getOsNameAndVersion();
 /// The facts about a Windows installation that its display name depends on, as the system reports
 /// them (RtlGetVersion, GetNativeSystemInfo, GetProductInfo, GetSystemMetrics(SM_SERVERR2)).
 struct WindowsVersion {
+    /// The version numbers, for example 10.0 build 19045.
+    ///@{
     uint32_t majorVersion = 0;
     uint32_t minorVersion = 0;
     uint32_t buildNumber = 0;
+    ///@}
     /// VER_NT_WORKSTATION 1, VER_NT_DOMAIN_CONTROLLER 2, VER_NT_SERVER 3.
     uint8_t productType = 0;
     /// VER_SUITE_* bits.

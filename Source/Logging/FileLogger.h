@@ -30,6 +30,7 @@ public:
     void enableFilenames(bool enabled);
     /// Closes the file if one is open.
     void cleanUp();
+    /// Whether a file is open (initialize succeeded and cleanUp has not run since).
     bool isOpen();
 
     void consumeMessage(StringView name, Category category, StringView message, const char* file,

@@ -33,8 +33,12 @@ TARN_API void dispatchPassed(const char* file, int line, StringView name, Catego
 /// It only views its name; the characters must outlive it (string literals do).
 class TARN_API Log {
 public:
+    /// A log named `name`, viewed (not copied); constant-initialised, so a static Log is usable
+    /// from any other static's constructor.
+    ///@{
     constexpr Log(const char* name) noexcept : name(name) {}
     constexpr Log(StringView name) noexcept : name(name) {}
+    ///@}
 
 #if defined(TARN_LOG_INLINE_EARLY_TEST)
     inline __attribute__((gnu_inline, always_inline, artificial)) void log(Category category,
@@ -59,6 +63,7 @@ public:
         TARN_PRINTF_FORMAT(5, 6);
 #endif
 
+    /// The name messages are logged under.
     constexpr StringView getName() const noexcept {
         return name;
     }

@@ -24,14 +24,18 @@ namespace Tarn::Logging {
 class Consumer;
 
 /// Formats and dispatches a message from the log `name`, with no source location.
+///@{
 TARN_API void log(StringView name, Category category, const char* format, ...) TARN_PRINTF_FORMAT(3, 4);
 TARN_API void logArgs(StringView name, Category category, const char* format, va_list args)
     TARN_PRINTF_FORMAT(3, 0);
+///@}
 /// As log, with the source file (null is passed on as "") and line.
+///@{
 TARN_API void logFileLine(const char* file, int line, StringView name, Category category, const char* format,
                           ...) TARN_PRINTF_FORMAT(5, 6);
 TARN_API void logFileLineArgs(const char* file, int line, StringView name, Category category,
                               const char* format, va_list args) TARN_PRINTF_FORMAT(5, 0);
+///@}
 
 /// Dispatches plain text. The text still goes through the formatter with no arguments, so "%%"
 /// arrives as "%"; pass text without other conversions.

@@ -10,19 +10,27 @@ namespace Tarn::Logging {
 /// null-terminated copies valid only during the call; the category is passed as its number.
 class TARN_API RedirectedLogger : public Consumer {
 public:
+    /// The callbacks: null-terminated texts valid only during the call, and the category as its
+    /// integer value. They may be called on any thread that logs, several at once.
+    ///@{
     using LoggerCallback = void (*)(const char* message, const char* logName, int category);
     using FileLineLoggerCallback = void (*)(const char* file, int line, const char* message,
                                             const char* logName, int category);
+    ///@}
 
     RedirectedLogger();
     ~RedirectedLogger() override;
 
     /// Receives messages without a file, and all messages when no file-line callback is set.
+    ///@{
     void setLoggerCallback(LoggerCallback callback);
     LoggerCallback getLoggerCallback() const;
+    ///@}
     /// Receives the messages that carry a file.
+    ///@{
     void setFileLineLoggerCallback(FileLineLoggerCallback callback);
     FileLineLoggerCallback getFileLineLoggerCallback() const;
+    ///@}
 
 private:
     void consumeMessage(StringView name, Category category, StringView message, const char* file,

@@ -23,8 +23,11 @@ class TARN_API ThrottledConsumer : public Consumer {
 public:
     /// One entry of the table.
     struct Message {
+        /// The message's text and the name of the log it came from, as first received.
+        ///@{
         std::string message;
         std::string logName;
+        ///@}
         /// Messages with this key received since the entry was last written out.
         uint32_t count = 0;
         /// Milliseconds on the Timer::currentTimeMilliseconds clock before which the entry is not
@@ -32,8 +35,11 @@ public:
         int64_t nextTime = 0;
         /// Not copied: source file names passed to log calls are static texts.
         const char* file = nullptr;
+        /// The source line and the category of the first message with this key.
+        ///@{
         int32_t line = 0;
         Category category = Category::Trace;
+        ///@}
     };
 
     ThrottledConsumer();
@@ -47,8 +53,10 @@ public:
     void flush(bool force);
 
     /// Turns throttling on or off for every throttled consumer (off initially).
+    ///@{
     static void setEnabled(bool enabled);
     static bool isEnabled();
+    ///@}
 
 private:
     /// Writes one line: `prefix` is "[HH:MM:SS:mmm]" or "[HH:MM:SS:mmm *N]".
