@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Assertions: TARN_ASSERT and the replaceable handler that reports a failed one.
+
 #include <Tarn/Foundation/Export.h>
 
 /// Tarn.Foundation: the engine's foundation library. The subsystems have namespaces of their own
@@ -28,10 +31,15 @@ TARN_API bool areAssertionsEnabled();
 
 } // namespace Tarn
 
-// The text reported is the stringified condition, so an assertion written as
-//   TARN_ASSERT(next < roster.size() && "Component pool over capacity.");
-// reports exactly: next < roster.size() && "Component pool over capacity."
-// Release builds compile assertions out entirely: the condition is not evaluated.
+/// Checks a condition and reports it through the installed handler when it is false; the code
+/// after the assertion then runs as usual. The text reported is the stringified condition, so an
+/// assertion written as
+///
+///     TARN_ASSERT(next < roster.size() && "Component pool over capacity.");
+///
+/// reports exactly: next < roster.size() && "Component pool over capacity."
+/// Release builds compile assertions out entirely (without TARN_ENABLE_ASSERTIONS): the condition
+/// is not evaluated.
 #if defined(TARN_ENABLE_ASSERTIONS)
 #define TARN_ASSERT(condition)                                                                               \
     ((condition) ? static_cast<void>(0) : ::Tarn::reportAssertion(#condition, __FILE__, __LINE__))

@@ -8,9 +8,10 @@
 
 #include <span>
 
-// Geographic coordinates are latitude and longitude in degrees (north and east positive) and
-// altitude in metres above the ellipsoid. The conversion functions are free functions in the
-// global namespace so that scene code can call them unqualified; the supporting types live in Tarn.
+/// @file
+/// Geodesy. Geographic coordinates are latitude and longitude in degrees (north and east positive)
+/// and altitude in metres above the ellipsoid. The conversion functions are free functions in the
+/// global namespace so that scene code can call them unqualified; the supporting types live in Tarn.
 
 namespace Tarn {
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Log message categories, and the attribute that lets the compiler check printf-style log calls.
+
 #include <cstdint>
 
 namespace Tarn::Logging {
@@ -16,8 +19,8 @@ enum class Category : int32_t {
 
 } // namespace Tarn::Logging
 
-// Lets the compiler check printf-style log calls against their arguments. MinGW's C++ runtime
-// formats with its own C99-conforming printf, hence gnu_printf there.
+/// Lets the compiler check printf-style log calls against their arguments. MinGW's C++ runtime
+/// formats with its own C99-conforming printf, hence gnu_printf there.
 #if defined(__MINGW32__)
 #define TARN_PRINTF_FORMAT(formatIndex, firstArgument)                                                       \
     __attribute__((format(gnu_printf, formatIndex, firstArgument)))

@@ -1,12 +1,13 @@
 #pragma once
 
-// Helpers for code that registers its types: a client describes a component type with fields and
-// an enumeration in a few lines, and the records come out as the registry expects them.
-//
-//     TARN_REFLECTION_TYPE_NAME(LightKind, "LightKind")
-//     registerEnum<LightKind>("LightKind").addEnumerators({enumerator("Spot", LightKind::Spot)});
-//     registerType<Light>("Light").setBase(&TypeDatabase::getType("Component"))
-//         .setFields({makeField("kind", &Light::kind), makeField("intensity", &Light::intensity)});
+/// @file
+/// Helpers for code that registers its types: a client describes a component type with fields and
+/// an enumeration in a few lines, and the records come out as the registry expects them.
+///
+///     TARN_REFLECTION_TYPE_NAME(LightKind, "LightKind")
+///     registerEnum<LightKind>("LightKind").addEnumerators({enumerator("Spot", LightKind::Spot)});
+///     registerType<Light>("Light").setBase(&TypeDatabase::getType("Component"))
+///         .setFields({makeField("kind", &Light::kind), makeField("intensity", &Light::intensity)});
 
 #include <Tarn/Reflection/Enumerator.h>
 #include <Tarn/Reflection/Field.h>
@@ -28,6 +29,7 @@ namespace Tarn::Reflection {
 template <class T>
 struct TypeName;
 
+/// TARN_REFLECTION_TYPE_NAME for inside the namespace, where the library names the base types.
 #define TARN_REFLECTION_DETAIL_NAME(T, text)                                                                 \
     template <>                                                                                              \
     struct TypeName<T> {                                                                                     \
