@@ -41,6 +41,8 @@ public:
     ///@}
 
 #if defined(TARN_LOG_INLINE_EARLY_TEST)
+    /// Formats printf-style and dispatches through the log manager; the severity test is made
+    /// here, in the caller.
     inline __attribute__((gnu_inline, always_inline, artificial)) void log(Category category,
                                                                            const char* format, ...) const
         TARN_PRINTF_FORMAT(3, 4) {
@@ -48,6 +50,7 @@ public:
             Detail::dispatchPassed("", 0, name, category, format, __builtin_va_arg_pack());
         }
     }
+    /// As log, with the source file and line.
     inline __attribute__((gnu_inline, always_inline, artificial)) void
     logFileLine(const char* file, int line, Category category, const char* format, ...) const
         TARN_PRINTF_FORMAT(5, 6) {
