@@ -69,9 +69,8 @@ public:
     MemoryBuffer& operator=(const MemoryBuffer&) = delete;
     ~MemoryBuffer();
 
-    /// The first byte, and the byte at the cursor. Null (or an offset from null) while nothing is
-    /// allocated; valid until the next operation that can replace the storage (a write, reserve,
-    /// resize, clear, reset).
+    /// The first byte, and the byte at the cursor. Null while nothing is allocated; valid until the
+    /// next operation that can replace the storage (a write, reserve, resize, clear, reset).
     ///@{
     uint8_t* data() noexcept { return buffer; }
     const uint8_t* data() const noexcept { return buffer; }

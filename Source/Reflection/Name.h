@@ -24,10 +24,9 @@ struct Name {
     Name() = default;
     /// A name known only by its hash; the text stays empty.
     explicit Name(uint64_t nameId) : id(nameId) {}
-    /// A null pointer is the empty text.
+    /// A copy of the text and its hash. A null pointer is the empty text, and so is a null view.
     ///@{
     Name(const char* text) : Name(StringView(text)) {}
-    /// A copy of the text (a null view is the empty text) and its hash.
     Name(StringView text)
         : name(text.data() ? std::string(text.data(), text.size()) : std::string()), id(text.hash()) {}
     Name(const std::string& text) : name(text), id(StringView(text).hash()) {}
