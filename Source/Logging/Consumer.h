@@ -50,7 +50,8 @@ public:
     static const char* getCategoryNameColor(Category category);
 
 protected:
-    /// For a derived consumer's own state: messages may arrive on several threads at once.
+    /// For a derived consumer's own state, which its setters may change on other threads while
+    /// messages arrive.
     std::mutex mutex;
 
 private:

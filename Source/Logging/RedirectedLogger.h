@@ -11,7 +11,8 @@ namespace Tarn::Logging {
 class TARN_API RedirectedLogger : public Consumer {
 public:
     /// The callbacks: null-terminated texts valid only during the call, and the category as its
-    /// integer value. They may be called on any thread that logs, several at once.
+    /// integer value. They run on the thread that logs, one message at a time under the log
+    /// manager's lock, so a callback must not log itself.
     ///@{
     using LoggerCallback = void (*)(const char* message, const char* logName, int category);
     using FileLineLoggerCallback = void (*)(const char* file, int line, const char* message,
