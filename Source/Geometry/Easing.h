@@ -50,8 +50,8 @@ TARN_API float exponentialOut(float t);
 TARN_API float exponentialInOut(float t);
 ///@}
 
-/// A quarter circle: 1 - sqrt(1 - t^2) for In, sqrt(1 - (t - 1)^2) for Out. Outside [0, 1] the
-/// square root has no real value and the result is NaN.
+/// A quarter circle: 1 - sqrt(1 - t^2) for In, sqrt(1 - (t - 1)^2) for Out. Where the square
+/// root has no real value (In: |t| > 1; Out: t < 0 or t > 2) the result is NaN.
 ///@{
 TARN_API float circularIn(float t);
 TARN_API float circularOut(float t);
