@@ -28,17 +28,23 @@ namespace Tarn {
 /// Not synchronised: enumerate and look up on one thread (the window thread).
 class TARN_API Monitor {
 public:
+    /// The platform's handle of a monitor: HMONITOR on Windows.
+    ///@{
 #if defined(_WIN32)
     using Identifier = ::HMONITOR__*;
 #else
     using Identifier = void*;
 #endif
+    ///@}
 
+    /// Entries are plain values; a default one has no identifier, no name and zero extent.
+    ///@{
     Monitor() = default;
     Monitor(const Monitor&) = default;
     Monitor(Monitor&&) noexcept = default;
     Monitor& operator=(const Monitor&) = default;
     Monitor& operator=(Monitor&&) noexcept = default;
+    ///@}
     ~Monitor() = default;
 
     /// Empties the table, then appends one entry per monitor that the platform reports.
@@ -55,16 +61,20 @@ public:
 
     /// (position.x + size.x / 2, position.y + size.y / 2), the halves truncated toward zero.
     glm::ivec2 getCentre() const;
+    /// The top-left corner in virtual-screen coordinates, and the width and height, in pixels.
+    ///@{
     glm::ivec2 getPosition() const {
         return position;
     }
     glm::ivec2 getSize() const {
         return size;
     }
+    ///@}
     /// The platform's device name (UTF-8), for example "\\.\DISPLAY1" on Windows.
     const std::string& getName() const {
         return name;
     }
+    /// The platform's handle, for calls the library does not wrap.
     Identifier getIdentifier() const {
         return identifier;
     }

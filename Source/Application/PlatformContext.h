@@ -14,23 +14,32 @@ struct WindowData;
 /// input. Copying copies the pointer and all three devices. Not synchronised.
 class TARN_API PlatformContext {
 public:
+    /// Fresh devices and no window record; copies and moves take the devices' state and the
+    /// record's address (see above).
+    ///@{
     PlatformContext() = default;
     PlatformContext(const PlatformContext&) = default;
     PlatformContext& operator=(const PlatformContext&) = default;
     PlatformContext(PlatformContext&&) = default;
     PlatformContext& operator=(PlatformContext&&) = default;
+    ///@}
     virtual ~PlatformContext();
 
+    /// The three input devices, which live as long as the context.
+    ///@{
     Keyboard& refKeyboard() { return keyboard; }
     Mouse& refMouse() { return mouse; }
     Gestures& refGestures() { return gestures; }
     const Keyboard& refKeyboard() const { return keyboard; }
     const Mouse& refMouse() const { return mouse; }
     const Gestures& refGestures() const { return gestures; }
+    ///@}
 
     /// The window's record; not owned, null until a window or `setWindowData` sets it.
+    ///@{
     WindowData* refWindowData() const { return windowData; }
     void setWindowData(WindowData* data) { windowData = data; }
+    ///@}
 
 private:
     WindowData* windowData = nullptr;

@@ -37,7 +37,9 @@ inline constexpr uint32_t Minimised = 0x7FF00005;
 
 /// A platform window message exactly as the platform delivered it.
 struct WindowMessage {
+    /// The window the message is for (HWND).
     WindowData::WindowHandle handle = nullptr;
+    /// The message number (WM_*).
     uint32_t message = 0;
     /// WPARAM.
     uint64_t first = 0;
@@ -54,11 +56,13 @@ struct WindowMessage {
 /// attached it; the application's message pump delivers the messages.
 ///
 /// Messages sent, payloads in host byte order in the order listed (times in ms, 64-bit float):
-///   0x7FF00000 activated: time.            0x7FF00001 deactivated: time (read as an input reset).
-///   0x7FF00002 moved, unless maximised or minimised: x, y (i32, client area's screen position).
-///   0x7FF00003 resized: width, height (u32).  0x7FF00004 maximised, 0x7FF00005 minimised: nothing.
-///   0x7FF00100/0x7FF00101 key down/up, 0x7FF00102 text, 0x7FF00200..0x7FF00203 pointer down, up,
-///   move and wheel: see `InputMessage` in <Tarn/Input/InputEventTranslator.h>.
+///
+///     0x7FF00000 activated: time.            0x7FF00001 deactivated: time (read as an input reset).
+///     0x7FF00002 moved, unless maximised or minimised: x, y (i32, client area's screen position).
+///     0x7FF00003 resized: width, height (u32).  0x7FF00004 maximised, 0x7FF00005 minimised: nothing.
+///     0x7FF00100/0x7FF00101 key down/up, 0x7FF00102 text, 0x7FF00200..0x7FF00203 pointer down, up,
+///     move and wheel: see `InputMessage` in <Tarn/Input/InputEventTranslator.h>.
+///
 /// Alt+key combinations report only their key releases (system key-downs are not translated).
 ///
 /// Where mouse input does not arrive as pointer messages (pointer input was not or could not be
@@ -110,11 +114,15 @@ public:
     /// Called when the DPI is known or changes; does nothing here.
     virtual void handleDPIChange(int32_t dpi, float scale);
 
+    /// Shows, hides, maximises, minimises or restores the platform window (ShowWindow); nothing
+    /// without one.
+    ///@{
     void show();
     void hide();
     void maximise();
     void minimise();
     void restore();
+    ///@}
 
     /// Top-left of the outer frame, screen coordinates.
     glm::ivec2 getPosition() const;
@@ -124,10 +132,16 @@ public:
     void setPosition(const glm::ivec2& position);
     /// Sizes the outer frame without moving, reordering or activating.
     void setSize(const glm::ivec2& size);
+    /// Sets the caption (UTF-8).
     void setTitle(StringView title);
 
+    /// The window's DPI and the matching scale (DPI / 96) as last passed to handleDPIChange; 96
+    /// and 1 until the platform reports one.
+    ///@{
     int32_t getDpi() const { return dpi; }
     float getScale() const { return scale; }
+    ///@}
+    /// The window's record, owned by the window for its whole life.
     WindowData& getWindowData() const { return *data; }
 
     /// The window procedure of every window this library creates or attaches.
@@ -152,8 +166,10 @@ protected:
     /// Sends the wheel delta.
     void sendWheelMessage(int32_t delta);
     /// Sends `id` with an empty payload, or with the two 32-bit values.
+    ///@{
     void sendEmptyMessage(uint32_t id);
     void sendPairMessage(uint32_t id, uint32_t a, uint32_t b);
+    ///@}
 
 private:
     PlatformContext* context = nullptr;

@@ -51,9 +51,12 @@ public:
     /// Stores the devices (any may be null; none is owned) and starts listening to `window`.
     void initialize(Window& window, Keyboard* keyboard, Mouse* mouse, Gestures* gestures);
 
+    /// The devices given to initialize (null until then, or when none was given).
+    ///@{
     Keyboard* getKeyboard() const { return keyboard; }
     Mouse* getMouse() const { return mouse; }
     Gestures* getGestures() const { return gestures; }
+    ///@}
 
 private:
     /// Decodes and dispatches at once. Runs under the sender's hub lock, so it only touches the
