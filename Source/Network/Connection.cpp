@@ -114,13 +114,7 @@ bool ConnectionBase::send(const void* data, size_t size, size_t& sent) {
         if (count == 0) {
             return true; // nothing taken, no error: as would-block
         }
-        const int error = lastSocketError();
-        if (isWouldBlock(error)) {
-            return true;
-        }
-        reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionBase::send", error);
-        disconnect();
-        return false;
+        return endFailedSocketCall(__LINE__, "Tarn::Network::ConnectionBase::send");
     }
     return true;
 }
@@ -150,13 +144,7 @@ bool ConnectionBase::receiveImpl(void* data, size_t size, size_t& received, bool
             disconnect();
             return false;
         }
-        const int error = lastSocketError();
-        if (isWouldBlock(error)) {
-            return true;
-        }
-        reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionBase::receive", error);
-        disconnect();
-        return false;
+        return endFailedSocketCall(__LINE__, "Tarn::Network::ConnectionBase::receive");
     }
     return true;
 }
@@ -173,13 +161,7 @@ bool ConnectionBase::sendTo(const void* data, size_t size, size_t& sent, const S
         if (count == 0) {
             return true;
         }
-        const int error = lastSocketError();
-        if (isWouldBlock(error)) {
-            return true;
-        }
-        reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionBase::sendTo", error);
-        disconnect();
-        return false;
+        return endFailedSocketCall(__LINE__, "Tarn::Network::ConnectionBase::sendTo");
     }
     return true;
 }
@@ -196,13 +178,7 @@ bool ConnectionBase::recvFrom(void* data, size_t size, size_t& received, Sockadd
         disconnect();
         return false;
     }
-    const int error = lastSocketError();
-    if (isWouldBlock(error)) {
-        return true;
-    }
-    reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionBase::recvFrom", error);
-    disconnect();
-    return false;
+    return endFailedSocketCall(__LINE__, "Tarn::Network::ConnectionBase::recvFrom");
 }
 
 bool ConnectionBase::setNonblocking(bool on) {
@@ -229,6 +205,16 @@ void ConnectionBase::unregisterForDestruction() {
     flags.fetch_and(~FlagAutoReconnect);
     flags.fetch_or(FlagDoNotProcess);
     removeConnection(this);
+}
+
+bool ConnectionBase::endFailedSocketCall(int line, const char* function) {
+    const int error = lastSocketError();
+    if (isWouldBlock(error)) {
+        return true;
+    }
+    reportSocketError(__FILE__, line, function, error);
+    disconnect();
+    return false;
 }
 
 void ConnectionBase::reportSocketError(const char* file, int line, const char* function, int error) {

@@ -149,6 +149,10 @@ protected:
 
     /// Logs a failed socket call with the platform's error code and text.
     static void reportSocketError(const char* file, int line, const char* function, int error);
+    /// The end of a socket call that returned failure: true when it would only have blocked
+    /// (success with what was done so far); otherwise logs it as reportSocketError does, with
+    /// `line` of this file, disconnects and returns false.
+    bool endFailedSocketCall(int line, const char* function);
 
     /// The flag bits; change them with fetch_or and fetch_and only (see above).
     std::atomic<uint32_t> flags;
