@@ -118,20 +118,15 @@ TEST(Connection, LifeCycleLogLinesInOrder) {
     EXPECT_EQ(capture.lines(), expected);
 }
 
-TEST(Connection, ListenLogsItsLineAndAPlainListenerClosesWhatItAccepts) {
+// That a plain listener serves, accepting and closing, is checked around closedown below.
+TEST(Connection, ListenLogsItsLineAndDisconnectStopsListening) {
     LogCapture capture;
     ConnectionTCP listener;
     ASSERT_TRUE(listener.listen(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
     EXPECT_TRUE(listener.isListening());
     EXPECT_TRUE(capture.sawLine("[Info][Connection] Socket " + socketText(listener) +
                                 " listening for connections on 127.0.0.1:0."));
-    const uint16_t port = listener.getLocalPort();
-    ASSERT_NE(port, 0);
-
-    LoopbackSocket client = LoopbackSocket::connect(port);
-    ASSERT_TRUE(client.valid());
-    EXPECT_TRUE(client.waitForClose());
-
+    EXPECT_NE(listener.getLocalPort(), 0);
     EXPECT_TRUE(listener.disconnect());
     EXPECT_FALSE(listener.isListening());
 }
