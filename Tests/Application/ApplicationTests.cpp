@@ -83,25 +83,35 @@ using Table = std::map<std::string, std::string>;
 
 } // namespace
 
-TEST(Application, ArgumentTable) {
+// A failing initialize keeps the table, the level and the window data: no loop, no cleanup.
+TEST(Application, ArgumentTableAndLevelKeptWhenInitializeFails) {
     struct Case {
         std::vector<const char*> argv;
         Table expected;
+        Category level;
     };
     const Case cases[] = {
-        {{"--a", "--b=2", "--b=3"}, {{"a", "true"}, {"b", "3"}}},
+        {{"--a", "--b=2", "--b=3"}, {{"a", "true"}, {"b", "3"}}, Category::Debug},
         // Too short, a single dash, a value with "=" and a null entry are all dropped.
-        {{"--x=1=2", "-x", "--", "-", "x=1", nullptr, "--y"}, {{"y", "true"}}},
+        {{"--x=1=2", "-x", "--", "-", "x=1", nullptr, "--y"}, {{"y", "true"}}, Category::Debug},
         // Empty pieces vanish in the split: "--c=" is a flag and "--d==4" a pair.
-        {{"--c=", "--d==4", "--=e"}, {{"c", "true"}, {"d", "4"}, {"e", "true"}}},
-        {{"--loglevel=ERROR", "--path=C:\\x y"}, {{"loglevel", "ERROR"}, {"path", "C:\\x y"}}},
+        {{"--c=", "--d==4", "--=e"}, {{"c", "true"}, {"d", "4"}, {"e", "true"}}, Category::Debug},
+        {{"--loglevel=ERROR", "--path=C:\\x y"},
+         {{"loglevel", "ERROR"}, {"path", "C:\\x y"}},
+         Category::Error},
+        {{"--loglevel=trace"}, {{"loglevel", "trace"}}, Category::Trace},
+        {{"--loglevel=warn"}, {{"loglevel", "warn"}}, Category::Debug},
     };
+    Tarn::WindowData window;
     for (const Case& test : cases) {
         ProbeApplication app;
-        app.initializeResult = false; // keeps the table: no loop, no cleanup
+        app.setWindowData(&window);
+        app.initializeResult = false;
         app.start(test.argv);
         EXPECT_EQ(app.table(), test.expected);
+        EXPECT_EQ(app.getDefaultLogLevel(), test.level);
         EXPECT_EQ(app.calls, std::vector<std::string>{"initialize"});
+        EXPECT_EQ(app.getWindowData(), &window);
     }
 }
 
@@ -177,17 +187,6 @@ TEST(Application, RunOrderAndCleanupWithAndWithoutWindow) {
     }
 }
 
-TEST(Application, FailingInitializeSkipsLoopAndCleanup) {
-    Tarn::WindowData window;
-    ProbeApplication app;
-    app.setWindowData(&window);
-    app.initializeResult = false;
-    app.start({"--nowindow"});
-    EXPECT_EQ(app.calls, std::vector<std::string>{"initialize"});
-    EXPECT_EQ(app.getWindowData(), &window);
-    EXPECT_TRUE(app.hasArg("nowindow"));
-}
-
 TEST(Application, CopiesCarryTableAndWindowData) {
     Tarn::WindowData window;
     ProbeApplication original;
@@ -203,21 +202,6 @@ TEST(Application, CopiesCarryTableAndWindowData) {
     EXPECT_EQ(assigned.getNoOfArgs(), 1u);
     EXPECT_EQ(assigned.getArgValue("a"), "2");
     EXPECT_EQ(assigned.getWindowData(), &window);
-}
-
-TEST(Application, DefaultLogLevelFromArgument) {
-    const std::pair<const char*, Category> cases[] = {
-        {"--loglevel=ERROR", Category::Error},
-        {"--loglevel=trace", Category::Trace},
-        {"--loglevel=warn", Category::Debug},
-        {"--other", Category::Debug},
-    };
-    for (const auto& [argument, expected] : cases) {
-        ProbeApplication app;
-        app.initializeResult = false;
-        app.start({argument});
-        EXPECT_EQ(app.getDefaultLogLevel(), expected) << argument;
-    }
 }
 
 // initialize sets the default minimum for new consumers and switches colours off only for "off".

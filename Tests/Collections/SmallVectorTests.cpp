@@ -116,5 +116,5 @@ TEST(SmallVector, CopiesAndMovesNeverShareStorage) {
     moved = std::move(copy); // releases its own block, takes copy's
     EXPECT_TRUE(copy.empty());
     EXPECT_EQ(contents(moved), (std::vector<int>{1, 2}));
-    EXPECT_EQ(allocator.blocks(MemBlockType::Buffer), 1u);
+    EXPECT_EQ(allocator.getAllocationCount(), 1u);
 }

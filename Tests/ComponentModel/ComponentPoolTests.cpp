@@ -1,9 +1,9 @@
 #include "AssertRecorder.h"
+#include "CountingAllocator.h"
 
 #include <Tarn/ComponentModel/Component.h>
 #include <Tarn/ComponentModel/ComponentDataPool.h>
 #include <Tarn/ComponentModel/ComponentPool.h>
-#include <Tarn/Memory/Allocator.h>
 #include <Tarn/Reflection/Registration.h>
 #include <Tarn/Reflection/TypeDatabase.h>
 
@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
 #include <random>
 #include <vector>
 
@@ -19,6 +18,7 @@ using namespace Tarn::ComponentModel;
 using namespace Tarn::Reflection;
 using Tarn::MemBlockType;
 using Tarn::Testing::AssertRecorder;
+using Tarn::Testing::CountingAllocator;
 
 namespace {
 
@@ -29,20 +29,6 @@ struct Particle : Component {
     uint64_t payload[5] = {};
 };
 static_assert(sizeof(Particle) == 64);
-
-// Counts live bytes per block tag.
-class TaggingAllocator : public Tarn::Memory::Allocator {
-public:
-    void* allocate(uint64_t size, uint64_t alignment, MemBlockType type) override {
-        bytes[type] += size;
-        return Allocator::allocate(size, alignment, type);
-    }
-    void deallocate(void* ptr, uint64_t size, MemBlockType type) override {
-        bytes[type] -= size;
-        Allocator::deallocate(ptr, size, type);
-    }
-    std::map<MemBlockType, uint64_t> bytes;
-};
 
 // The roster is a permutation of the slots and every live slot knows its roster position. Plain
 // loops over a byte array rather than a gtest check per slot or a vector<bool>: this runs after
@@ -214,14 +200,14 @@ TEST_F(ComponentPoolTest, RosterInvariantHoldsThroughRandomTraffic) {
 }
 
 TEST_F(ComponentPoolTest, MemoryIsStoragePlusFourBytesPerSlot) {
-    TaggingAllocator allocator;
+    CountingAllocator allocator;
     {
         ComponentPoolBase pool(particle, 1000, &allocator, MemBlockType::Component);
         for (int i = 0; i < 500; ++i)
             pool.allocateComponent();
         EXPECT_EQ(allocator.getAllocationCount(), 2u) << "no allocation per component";
-        EXPECT_EQ(allocator.bytes[MemBlockType::Component], 1000u * 64);
-        EXPECT_EQ(allocator.bytes[MemBlockType::Buffer], 1000u * 4);
+        EXPECT_EQ(allocator.bytes(MemBlockType::Component), 1000u * 64);
+        EXPECT_EQ(allocator.bytes(MemBlockType::Buffer), 1000u * 4);
     }
     EXPECT_EQ(allocator.getAllocatedBytes(), 0u);
     EXPECT_EQ(Particle::live, 0) << "the pool destroys what is still live";

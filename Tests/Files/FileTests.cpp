@@ -477,18 +477,6 @@ TEST(FileHandleDeathTest, WritingThroughAViewFaults) {
     EXPECT_EQ(view[0], 'r');
 }
 
-TEST(FileHandle, AViewOutlivesTheRemovalOfItsFile) {
-    TempDir temp;
-    temp.write("gone.bin", "still here");
-    auto handle = openToRead(temp.file("gone.bin"));
-    ASSERT_TRUE(handle);
-    const auto* view = static_cast<const char*>(handle->map(Protection::ReadOnly, 0, 0));
-    ASSERT_TRUE(view);
-    EXPECT_TRUE(IO::remove(temp.file("gone.bin")));
-    EXPECT_EQ(std::string(view, 10), "still here");
-    handle->unmap();
-}
-
 TEST(ReadFile, PermissionDeniedIsAnOpenFailure) {
     if (geteuid() == 0) {
         GTEST_SKIP() << "root reads every file";

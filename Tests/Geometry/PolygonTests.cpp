@@ -54,26 +54,12 @@ TEST(Polygon, OutlinesAreStoredClockwise) {
     EXPECT_EQ(built.calcArea(), 4.0f);
 }
 
-TEST(Polygon, ContainmentByEvenOddRay) {
-    const Polygon sq = square(0, 0, 2, 2);
-    EXPECT_TRUE(sq.isPointInside(p(1, 1)));
-    // On the level of the horizontal edges those edges are ignored and the sides decide: left of
-    // the square the ray meets both sides, on the bottom edge only the right one.
-    EXPECT_FALSE(sq.isPointInside(p(-1, 0)));
-    EXPECT_TRUE(sq.isPointInside(p(1, 0)));
-    EXPECT_TRUE(sq.isPointInside(p(1, 2)));
-    // A ray through a corner counts both edges meeting there.
-    const Polygon diamond(Points{p(0, -1), p(1, 0), p(0, 1), p(-1, 0)});
-    EXPECT_TRUE(diamond.isPointInside(p(0, 0.5f)));
-    EXPECT_FALSE(diamond.isPointInside(p(0.5f, 0)));
-    EXPECT_FALSE(Polygon(Points{p(0, 0), p(1, 1)}).isPointInside(p(0.5f, 0.5f)));
-    // z plays no part.
-    EXPECT_TRUE(sq.isPointInside(p(1, 1, 100)));
-}
-
-// The rule exactly as stated, one edge at a time, for outlines where the fast range test is most
-// likely to go wrong: corners on a coarse grid (many corners and horizontal edges level with the
-// point), NaN corners, and lengths on both sides of every block of 4 and 64 corners.
+// The even-odd rule exactly as stated, one edge at a time: a ray to the right counts an edge whose
+// height range holds the point's, ends included, so level (horizontal) edges never count and a
+// ray through a corner counts both edges that meet there; z plays no part. Checked on outlines
+// where the fast range test is most likely to go wrong: corners on a coarse grid (many corners
+// and horizontal edges level with the point), NaN corners, too few corners, and lengths on both
+// sides of every block of 4 and 64 corners.
 bool insideByRule(const glm::vec3& q, const Points& outline) {
     const std::size_t n = outline.size();
     if (n < 3) {
@@ -104,7 +90,7 @@ TEST(Polygon, ContainmentFollowsTheRuleOnLevelCornersAtEveryLength) {
         return static_cast<float>(static_cast<int>((state >> 8) % static_cast<uint32_t>(range)) - range / 2);
     };
     for (const std::size_t n :
-         {3u, 4u, 5u, 7u, 8u, 15u, 16u, 17u, 63u, 64u, 65u, 67u, 100u, 128u, 129u, 200u}) {
+         {2u, 3u, 4u, 5u, 7u, 8u, 15u, 16u, 17u, 63u, 64u, 65u, 67u, 100u, 128u, 129u, 200u}) {
         for (int round = 0; round < 3; ++round) {
             Points outline(n);
             for (glm::vec3& corner : outline) {
@@ -115,7 +101,7 @@ TEST(Polygon, ContainmentFollowsTheRuleOnLevelCornersAtEveryLength) {
             }
             const Polygon polygon = unoriented(outline);
             for (int k = 0; k < 200; ++k) {
-                const glm::vec3 q = p(next(11) + (k % 2 ? 0.5f : 0.0f), next(11));
+                const glm::vec3 q = p(next(11) + (k % 2 ? 0.5f : 0.0f), next(11), static_cast<float>(k));
                 ASSERT_EQ(polygon.isPointInside(q), insideByRule(q, outline))
                     << n << " corners, round " << round << ", point " << q.x << ", " << q.y;
             }

@@ -198,21 +198,18 @@ TEST_F(HubWithRawPeer, AReconnectingHubFindsARestartedListener) {
     hub->disableAutoReconnect();
 }
 
-TEST(ConnectionHub, QueuedMessagesAreDiscardedWhileTheSocketIsClosed) {
+TEST(ConnectionHub, MessagesQueuedWithoutAPeerAreDroppedAndAListenerGoesOnListening) {
     const uint16_t port = LoopbackSocket::listen().port(); // nothing listens there any more
-    ConnectionHub hub(0x4B0C);
-    hub.enableAutoReconnect();
-    EXPECT_FALSE(hub.connect(loopbackAddress(port)));
-    hub.queueMessage(Message::allocate(1));
-    hub.queueMessage(Message::allocate(2));
-    EXPECT_TRUE(waitUntil([&] { return hub.getNoOfQueuedMessages() == 0; }));
-}
-
-TEST(ConnectionHub, MessagesQueuedOnAListeningHubAreDroppedAndItGoesOnListening) {
+    ConnectionHub closed(0x4B0C);
+    closed.enableAutoReconnect();
+    EXPECT_FALSE(closed.connect(loopbackAddress(port)));
     ConnectionHub listener(0x4B10);
     ASSERT_TRUE(listener.listen(AddrIn(127, 0, 0, 1), 0));
-    listener.queueMessage(Message::allocate(1));
-    EXPECT_TRUE(waitUntil([&] { return listener.getNoOfQueuedMessages() == 0; }));
+    for (ConnectionHub* hub : {&closed, &listener}) {
+        hub->queueMessage(Message::allocate(1));
+        hub->queueMessage(Message::allocate(2));
+        EXPECT_TRUE(waitUntil([&] { return hub->getNoOfQueuedMessages() == 0; }));
+    }
     EXPECT_TRUE(listener.isListening());
     LoopbackSocket client = LoopbackSocket::connect(listener.getLocalPort());
     EXPECT_TRUE(client.waitForClose()); // accepted and refused by the base accept

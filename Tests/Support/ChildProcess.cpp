@@ -6,6 +6,8 @@
 #include <thread>
 
 #if defined(_WIN32)
+#include <Tarn/Strings/TextConversion.h>
+
 #include <windows.h>
 #else
 #include <fcntl.h>
@@ -23,14 +25,6 @@ namespace {
 constexpr const char* childVariable = "TARN_TEST_CHILD";
 
 #if defined(_WIN32)
-std::wstring wide(const std::string& text) {
-    const int length = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
-    std::wstring result(static_cast<std::size_t>(length > 0 ? length : 1), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, result.data(), length);
-    result.resize(result.size() - 1);
-    return result;
-}
-
 void spawnAndWait(const std::string& testName, const std::string& outputPath, int timeoutSeconds,
                   ChildRun& run) {
     wchar_t program[4096];
@@ -38,10 +32,10 @@ void spawnAndWait(const std::string& testName, const std::string& outputPath, in
     if (length == 0 || length >= 4096) {
         return;
     }
-    std::wstring command = L"\"" + std::wstring(program, length) + L"\" --gtest_filter=" + wide(testName) +
+    std::wstring command = L"\"" + std::wstring(program, length) + L"\" --gtest_filter=" + widen(testName) +
                            L" --gtest_also_run_disabled_tests --gtest_color=no";
     SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    HANDLE output = CreateFileW(wide(outputPath).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+    HANDLE output = CreateFileW(widen(outputPath).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                 &inherit, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (output == INVALID_HANDLE_VALUE) {
         return;

@@ -14,7 +14,6 @@ void* CountingAllocator::allocate(uint64_t size, uint64_t alignment, MemBlockTyp
     log_.push_back({Op::Allocate, size, alignment, type, type, ptr});
     if (!refuse) {
         bytes_[static_cast<uint8_t>(type)] += size;
-        blocks_[static_cast<uint8_t>(type)] += 1;
     }
     return ptr;
 }
@@ -24,7 +23,6 @@ void CountingAllocator::deallocate(void* ptr, uint64_t size, MemBlockType type) 
         std::lock_guard lock(mutex_);
         log_.push_back({Op::Deallocate, size, 0, type, type, ptr});
         bytes_[static_cast<uint8_t>(type)] -= size;
-        blocks_[static_cast<uint8_t>(type)] -= 1;
     }
     Allocator::deallocate(ptr, size, type);
 }
@@ -33,19 +31,12 @@ void CountingAllocator::changeType(void* ptr, uint64_t size, MemBlockType oldTyp
     std::lock_guard lock(mutex_);
     log_.push_back({Op::ChangeType, size, 0, oldType, newType, ptr});
     bytes_[static_cast<uint8_t>(oldType)] -= size;
-    blocks_[static_cast<uint8_t>(oldType)] -= 1;
     bytes_[static_cast<uint8_t>(newType)] += size;
-    blocks_[static_cast<uint8_t>(newType)] += 1;
 }
 
 uint64_t CountingAllocator::bytes(MemBlockType type) const {
     std::lock_guard lock(mutex_);
     return bytes_[static_cast<uint8_t>(type)];
-}
-
-uint64_t CountingAllocator::blocks(MemBlockType type) const {
-    std::lock_guard lock(mutex_);
-    return blocks_[static_cast<uint8_t>(type)];
 }
 
 std::vector<CountingAllocator::Call> CountingAllocator::calls() const {

@@ -9,7 +9,7 @@
 
 namespace Tarn::Testing {
 
-/// An Allocator that keeps one byte and block total per MemBlockType and a log of every call, so
+/// An Allocator that keeps one byte total per MemBlockType and a log of every call, so
 /// tests can check exactly which sizes, alignments and tags a container asks for. The base class
 /// still does the heap work and keeps the overall counters. Thread-safe, as allocators must be.
 class CountingAllocator : public Memory::Allocator {
@@ -30,7 +30,6 @@ public:
     void changeType(void* ptr, uint64_t size, MemBlockType oldType, MemBlockType newType) override;
 
     uint64_t bytes(MemBlockType type) const;
-    uint64_t blocks(MemBlockType type) const;
 
     /// A copy of the log, oldest call first.
     std::vector<Call> calls() const;
@@ -47,7 +46,6 @@ public:
 private:
     mutable std::mutex mutex_;
     std::array<uint64_t, MemBlockTypeCount> bytes_{};
-    std::array<uint64_t, MemBlockTypeCount> blocks_{};
     std::vector<Call> log_;
     bool refuse_ = false;
 };

@@ -35,13 +35,6 @@ bool LogCapture::sawLine(const std::string& line) const {
     return std::find(all.begin(), all.end(), line) != all.end();
 }
 
-bool LogCapture::saw(const std::string& logName, const std::string& message) const {
-    std::lock_guard lock(entriesMutex);
-    return std::any_of(received.begin(), received.end(), [&](const Entry& entry) {
-        return entry.logName == logName && entry.message == message;
-    });
-}
-
 std::size_t LogCapture::count() const {
     std::lock_guard lock(entriesMutex);
     return received.size();

@@ -32,8 +32,6 @@ public:
     /// Every message as "[Category][LogName] message" (the file consumer's short form).
     std::vector<std::string> lines() const;
     bool sawLine(const std::string& line) const;
-    /// True when a message with exactly this log name and text was received, in any category.
-    bool saw(const std::string& logName, const std::string& message) const;
     std::size_t count() const;
     void clear();
 

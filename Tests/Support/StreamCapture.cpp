@@ -1,26 +1,19 @@
 #include "StreamCapture.h"
 
-#include <atomic>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #if defined(_WIN32)
 #include <io.h>
-#include <process.h>
 #define TARN_DUP _dup
 #define TARN_DUP2 _dup2
 #define TARN_CLOSE _close
 #define TARN_FILENO _fileno
-#define TARN_GETPID _getpid
 #else
 #include <unistd.h>
 #define TARN_DUP dup
 #define TARN_DUP2 dup2
 #define TARN_CLOSE close
 #define TARN_FILENO fileno
-#define TARN_GETPID getpid
 #endif
 
 namespace Tarn::Testing {
@@ -32,13 +25,8 @@ std::FILE* streamFile(StreamCapture::Stream stream) {
 } // namespace
 
 StreamCapture::StreamCapture(Stream which) : stream(which) {
-    static std::atomic<int> counter{0};
-    path = (std::filesystem::temp_directory_path() /
-            ("tarn-capture-" + std::to_string(TARN_GETPID()) + "-" + std::to_string(counter++) + ".txt"))
-               .string();
-    std::FILE* stdioStream = streamFile(stream);
-    std::fflush(stdioStream);
-    std::FILE* target = std::fopen(path.c_str(), "wb");
+    std::fflush(streamFile(stream));
+    std::FILE* target = std::fopen(folder.file("capture.txt").c_str(), "wb");
     if (target == nullptr) {
         return;
     }
@@ -63,14 +51,7 @@ std::string StreamCapture::finish() {
     std::fflush(streamFile(stream));
     TARN_DUP2(savedDescriptor, static_cast<int>(stream));
     TARN_CLOSE(savedDescriptor);
-    {
-        std::ifstream in(path, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        captured = text.str();
-    }
-    std::error_code ignored;
-    std::filesystem::remove(path, ignored);
+    captured = folder.read("capture.txt");
     return captured;
 }
 

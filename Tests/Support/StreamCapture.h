@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TempDir.h"
+
 #include <string>
 
 namespace Tarn::Testing {
@@ -23,7 +25,7 @@ public:
 private:
     Stream stream;
     int savedDescriptor = -1;
-    std::string path;
+    TempDir folder;
     std::string captured;
     bool finished = false;
 };
