@@ -157,12 +157,16 @@ protected:
     /// Sends `id` with source, the client position of the screen point packed in `second` (signed
     /// low and high words) and the time.
     void sendPointerMessage(uint32_t id, uint64_t source, int64_t second);
+    /// Sends `id` with source, a point already in client coordinates and the time.
+    void sendClientPointerMessage(uint32_t id, uint64_t source, glm::ivec2 client);
     /// Sends `id` with the time in ms as its only field.
     void sendTimeMessage(uint32_t id);
     /// Key down or up for a virtual-key code; nothing for keys the library does not report.
     void sendKeyMessage(uint32_t id, uint64_t virtualKey);
     /// Collects one UTF-16 unit of typed text and sends the text once a whole character is there.
     void sendCharUnit(uint16_t unit);
+    /// Sends typed text (UTF-8) as it is; callers pass one whole character at a time.
+    void sendText(StringView text);
     /// Sends the wheel delta.
     void sendWheelMessage(int32_t delta);
     /// Sends `id` with an empty payload, or with the two 32-bit values.
