@@ -69,8 +69,10 @@ struct WindowMessage {
 /// enabled for the process, as under Wine), the classic mouse messages are translated into the same
 /// pointer messages; where it does, they are not, so nothing is reported twice.
 ///
-/// On Linux there is no window backend yet: `create` and `attach` log and return false, and the
-/// queries answer zero; the hub, its id and the shared translation below work on both.
+/// On Linux the window is an X11 window (the handle is its X window id) and the same messages are
+/// sent; `processWindowMessage` then receives X events (the message is the event type, the first
+/// parameter the XInput 2 event type of a generic event, the second the address of the XEvent).
+/// Without a display, `create` and `attach` log and return false.
 class TARN_API Window : public Network::MessageHub {
 public:
     /// What `GetPointerInfo` contributes to the translation of a pointer message.
