@@ -193,6 +193,27 @@ TEST_F(X11Window, EveryKeyTranslatesAndAltPressesAreNotReported) {
     }
 }
 
+TEST_F(X11Window, AHeldKeyRepeatsItsPressAndIsReleasedOnce) {
+    InputWindow input;
+    ASSERT_TRUE(input.open());
+    // Long enough for the server's repeat to start (its delay is 660 ms by default).
+    ASSERT_TRUE(xdotool("keydown q sleep 1.2 keyup q"));
+    size_t presses = 0;
+    size_t releases = 0;
+    ASSERT_TRUE(pumpUntil([&] {
+        input.frame();
+        for (const Keyboard::Event& event : input.context.refKeyboard().getEvents()) {
+            presses += event.type == Keyboard::Event::Type::KeyDown && event.key == Key::Q;
+            releases += event.type == Keyboard::Event::Type::KeyUp && event.key == Key::Q;
+        }
+        return releases > 0;
+    }));
+    pumpFor(std::chrono::milliseconds(100));
+    input.frame();
+    EXPECT_GT(presses, 1u) << "repeats arrive as further presses";
+    EXPECT_EQ(releases, 1u) << "and only the real release as a release";
+}
+
 TEST_F(X11Window, ClosingTheWindowEndsTheMainLoop) {
     struct Loop final : Application {
         std::chrono::steady_clock::time_point end = std::chrono::steady_clock::now() + deadline;

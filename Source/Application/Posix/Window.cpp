@@ -404,6 +404,10 @@ bool buttonHeld(const XIButtonState& buttons, int button) {
 
 constexpr int32_t wheelNotch = 120;
 
+bool isDeviceEvent(int type) {
+    return (type >= XI_KeyPress && type <= XI_Motion) || (type >= XI_TouchBegin && type <= XI_TouchEnd);
+}
+
 } // namespace
 
 namespace Platform::Detail {
@@ -453,7 +457,12 @@ EventSource::Poll dispatchX11Event(X11::Connection& connection, XEvent& event) {
         }
         haveData = true;
         first = static_cast<uint64_t>(event.xcookie.evtype);
-        target = static_cast<const XIDeviceEvent*>(event.xcookie.data)->event;
+        // Only device events carry the window; the others have other records behind the cookie.
+        if (isDeviceEvent(event.xcookie.evtype)) {
+            target = static_cast<const XIDeviceEvent*>(event.xcookie.data)->event;
+        } else {
+            target = None;
+        }
     }
     bool quit = false;
     if (WindowState* state = stateOf(connection, target)) {
@@ -977,7 +986,8 @@ int64_t Window::processWindowMessage(const WindowMessage& message) {
         break;
     }
     case GenericEvent: {
-        if (event->xcookie.extension != connection->xiOpcode || event->xcookie.data == nullptr) {
+        if (event->xcookie.extension != connection->xiOpcode || event->xcookie.data == nullptr ||
+            message.first > INT_MAX || !isDeviceEvent(static_cast<int>(message.first))) {
             break;
         }
         const auto* device = static_cast<const XIDeviceEvent*>(event->xcookie.data);

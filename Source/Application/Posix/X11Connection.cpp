@@ -24,6 +24,9 @@ struct ConnectionOwner {
             XCloseIM(connection.inputMethod);
         }
         XCloseDisplay(connection.display);
+        // Windows destroyed after this (static ones) must find no connection, not a closed one.
+        connection.display = nullptr;
+        connection.inputMethod = nullptr;
     }
 };
 
