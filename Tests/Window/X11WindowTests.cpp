@@ -9,6 +9,7 @@
 #include "DisplayHarness.h"
 #include "LogCapture.h"
 
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput2.h>
 
@@ -212,6 +213,49 @@ TEST_F(X11Window, AHeldKeyRepeatsItsPressAndIsReleasedOnce) {
     input.frame();
     EXPECT_GT(presses, 1u) << "repeats arrive as further presses";
     EXPECT_EQ(releases, 1u) << "and only the real release as a release";
+}
+
+TEST_F(X11Window, TheDpiFollowsTheDesktopsXftDpiResource) {
+    struct ScaledWindow final : Tarn::Window {
+        std::vector<std::pair<int32_t, float>> changes;
+        void handleDPIChange(int32_t dpi, float scale) override { changes.emplace_back(dpi, scale); }
+    };
+    HostDisplay desktop;
+    const ::Window root = DefaultRootWindow(desktop.display);
+    const auto publish = [&](const std::string& resources) {
+        if (resources.empty()) {
+            XDeleteProperty(desktop.display, root, XA_RESOURCE_MANAGER);
+        } else {
+            XChangeProperty(desktop.display, root, XA_RESOURCE_MANAGER, XA_STRING, 8, PropModeReplace,
+                            reinterpret_cast<const unsigned char*>(resources.data()),
+                            static_cast<int>(resources.size()));
+        }
+        XSync(desktop.display, False);
+    };
+
+    ScaledWindow window;
+    ASSERT_TRUE(window.create(100, 100));
+    const std::vector<std::pair<int32_t, float>> created{{96, 1.0f}};
+    EXPECT_EQ(window.changes, created) << "no Xft.dpi: 96";
+
+    publish("Xft.antialias:\t1\nXft.dpi:\t144\n");
+    ASSERT_TRUE(pumpUntil([&] { return window.getDpi() == 144; }));
+    EXPECT_EQ(window.getScale(), 1.5f);
+    publish("Xft.dpi:\t144\nXcursor.size:\t24\n");
+    pumpFor(std::chrono::milliseconds(50));
+    EXPECT_EQ(window.changes.size(), 2u) << "other resources changed: no new call";
+    publish("");
+    ASSERT_TRUE(pumpUntil([&] { return window.getDpi() == 96; }));
+    const std::vector<std::pair<int32_t, float>> all{{96, 1.0f}, {144, 1.5f}, {96, 1.0f}};
+    EXPECT_EQ(window.changes, all);
+
+    publish("Xft.dpi: 120\n");
+    ScaledWindow later;
+    ASSERT_TRUE(later.create(100, 100));
+    EXPECT_EQ(later.getDpi(), 120) << "a new window starts at the desktop's DPI";
+    publish("");
+    window.destroy();
+    later.destroy();
 }
 
 TEST_F(X11Window, ClosingTheWindowEndsTheMainLoop) {

@@ -54,6 +54,12 @@ struct WindowState {
     std::optional<std::pair<glm::ivec2, glm::ivec2>> restoreGeometry;
 };
 
+// Every record, for the events that concern all windows (a change of the desktop's DPI).
+std::vector<WindowState*>& liveWindows() {
+    static std::vector<WindowState*> records;
+    return records;
+}
+
 ::Window xWindow(WindowData::WindowHandle handle) {
     return static_cast<::Window>(reinterpret_cast<uintptr_t>(handle));
 }
@@ -106,6 +112,15 @@ WindowState* adopt(X11::Connection& connection, ::Window window, Window* owner, 
                       XNClientWindow, window, XNFocusWindow, window, nullptr);
     }
     XSaveContext(connection.display, window, connection.windowContext, reinterpret_cast<XPointer>(state));
+    liveWindows().push_back(state);
+    if (!connection.watchingRoot) {
+        // A desktop that changes its scaling rewrites the root window's resources.
+        XWindowAttributes root{};
+        XGetWindowAttributes(connection.display, DefaultRootWindow(connection.display), &root);
+        XSelectInput(connection.display, DefaultRootWindow(connection.display),
+                     root.your_event_mask | PropertyChangeMask);
+        connection.watchingRoot = true;
+    }
     return state;
 }
 
@@ -114,6 +129,8 @@ void release(X11::Connection& connection, ::Window window, WindowState* state) {
         XDestroyIC(state->inputContext);
     }
     XDeleteContext(connection.display, window, connection.windowContext);
+    std::vector<WindowState*>& live = liveWindows();
+    live.erase(std::remove(live.begin(), live.end(), state), live.end());
     delete state;
 }
 
@@ -439,6 +456,21 @@ EventSource::Poll dispatchX11Event(X11::Connection& connection, XEvent& event) {
         } else {
             target = None;
         }
+    }
+    if (event.type == PropertyNotify && event.xproperty.window == DefaultRootWindow(connection.display)) {
+        if (event.xproperty.atom == XA_RESOURCE_MANAGER) {
+            // Copied first: a window's handler may destroy windows and so change the list.
+            const std::vector<WindowState*> windows = liveWindows();
+            for (WindowState* state : windows) {
+                const std::vector<WindowState*>& live = liveWindows();
+                if (std::find(live.begin(), live.end(), state) != live.end()) {
+                    state->owner->processWindowMessage(
+                        WindowMessage{state->owner->getWindowData().windowHandle, PropertyNotify, 0,
+                                      static_cast<int64_t>(reinterpret_cast<intptr_t>(&event))});
+                }
+            }
+        }
+        return EventSource::Poll::Dispatched;
     }
     bool quit = false;
     if (WindowState* state = stateOf(connection, target)) {
@@ -887,6 +919,16 @@ int64_t Window::processWindowMessage(const WindowMessage& message) {
         break;
     }
     case PropertyNotify:
+        if (event->xproperty.atom == XA_RESOURCE_MANAGER) {
+            // The desktop's resources changed: follow its DPI, as WM_DPICHANGED does on Windows.
+            const int newDpi = X11::dpiOf(*connection);
+            if (newDpi != dpi) {
+                dpi = newDpi;
+                scale = static_cast<float>(dpi) / 96.0f;
+                handleDPIChange(dpi, scale);
+            }
+            break;
+        }
         if (event->xproperty.atom == connection->atoms.netWmState ||
             event->xproperty.atom == connection->atoms.wmState) {
             refreshShowState();

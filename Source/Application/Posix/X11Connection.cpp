@@ -1,6 +1,7 @@
 #include "Application/Posix/X11Connection.h"
 
 #include <X11/XKBlib.h>
+#include <X11/Xatom.h>
 #include <X11/extensions/XInput2.h>
 #include <X11/extensions/Xrandr.h>
 
@@ -177,21 +178,36 @@ std::vector<MonitorInfo> monitors(Connection& connection) {
 }
 
 int dpiOf(Connection& connection) {
-    // The desktop publishes its scaling as Xft.dpi in the root window's resources.
-    const char* resources = XResourceManagerString(connection.display);
-    if (resources == nullptr) {
+    // The desktop publishes its scaling as Xft.dpi in the root window's resources. Read afresh:
+    // Xlib's copy (XResourceManagerString) is the one from when the display was opened.
+    Display* display = connection.display;
+    Atom type = None;
+    int format = 0;
+    unsigned long count = 0;
+    unsigned long after = 0;
+    unsigned char* bytes = nullptr;
+    std::string resources;
+    if (XGetWindowProperty(display, DefaultRootWindow(display), XA_RESOURCE_MANAGER, 0, 1 << 16, False,
+                           XA_STRING, &type, &format, &count, &after, &bytes) == Success &&
+        bytes != nullptr && format == 8) {
+        resources.assign(reinterpret_cast<const char*>(bytes), count);
+    }
+    if (bytes != nullptr) {
+        XFree(bytes);
+    }
+    if (resources.empty()) {
         return 96;
     }
     XrmInitialize();
-    XrmDatabase database = XrmGetStringDatabase(resources);
+    XrmDatabase database = XrmGetStringDatabase(resources.c_str());
     if (database == nullptr) {
         return 96;
     }
     int dpi = 96;
-    char* type = nullptr;
+    char* valueType = nullptr;
     XrmValue value{};
-    if (XrmGetResource(database, "Xft.dpi", "Xft.Dpi", &type, &value) && value.addr != nullptr &&
-        type != nullptr && std::strcmp(type, "String") == 0) {
+    if (XrmGetResource(database, "Xft.dpi", "Xft.Dpi", &valueType, &value) && value.addr != nullptr &&
+        valueType != nullptr && std::strcmp(valueType, "String") == 0) {
         const double parsed = std::strtod(value.addr, nullptr);
         if (parsed >= 1.0 && parsed <= 10000.0) {
             dpi = static_cast<int>(parsed + 0.5);

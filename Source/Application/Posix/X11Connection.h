@@ -40,6 +40,8 @@ struct Connection {
     XIM inputMethod = nullptr;
     /// Whether the server reports auto-repeat as repeated presses without releases.
     bool detectableAutoRepeat = false;
+    /// Whether the root window's property changes (the resources, for the DPI) are selected.
+    bool watchingRoot = false;
 };
 
 /// The shared connection, opened on first use; null when no display can be opened.
@@ -75,7 +77,7 @@ struct MonitorInfo {
 };
 std::vector<MonitorInfo> monitors(Connection& connection);
 
-/// The window's DPI from the Xft.dpi resource, else 96.
+/// The DPI from the root window's current Xft.dpi resource, else 96.
 int dpiOf(Connection& connection);
 
 } // namespace Tarn::Platform::Detail::X11
