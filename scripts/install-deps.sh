@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
     cmake ninja-build g++ pkg-config clang libclang-rt-14-dev valgrind
     g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine64 wine xvfb xauth xserver-xephyr x11-xserver-utils xdotool
+    libx11-dev libxi-dev libxrandr-dev
     libglm-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
     libspdlog-dev libxxhash-dev libzmq3-dev libboost-dev libproj-dev
     libdw-dev dpkg-dev lintian doxygen

@@ -75,7 +75,12 @@ mkdir -p "$logs"
 memcheck() {
     local suite="$1"
     shift
-    timeout --kill-after=10 "$timeout_seconds" valgrind --tool=memcheck --error-exitcode="$memcheck_status" \
+    # The window suite needs a display; the others run as they are.
+    local runner=()
+    if [ "$suite" = WindowTests ]; then
+        runner=("$root/scripts/with-display.sh" --randr)
+    fi
+    timeout --kill-after=10 "$timeout_seconds" "${runner[@]}" valgrind --tool=memcheck --error-exitcode="$memcheck_status" \
         --leak-check=full --errors-for-leak-kinds=definite,indirect \
         --num-callers=40 --suppressions="$root/scripts/valgrind.supp" \
         "$@" "$build/bin/$suite" --gtest_color=no

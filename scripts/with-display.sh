@@ -9,10 +9,19 @@
 # remapping is undone before Wine reads the key events, and Wine gives the spare keycodes it would
 # use no virtual keys.
 #
-# Usage: scripts/with-display.sh command [arguments...]; exits with the command's status.
+# With --randr the same two monitors are RandR 1.5 monitors ("DP-1", "DP-2") on one Xvfb screen of
+# 3840 x 1080, for X11 clients, which read the layout from RandR: Xinerama is not used there, and
+# Xvfb cannot place two screens of its own side by side.
+#
+# Usage: scripts/with-display.sh [--randr] command [arguments...]; exits with the command's status.
 set -uo pipefail
 
-[ $# -ge 1 ] || { echo "usage: $0 command [arguments...]" >&2; exit 2; }
+randr=0
+if [ "${1:-}" = "--randr" ]; then
+    randr=1
+    shift
+fi
+[ $# -ge 1 ] || { echo "usage: $0 [--randr] command [arguments...]" >&2; exit 2; }
 
 work="$(mktemp -d)"
 host_pid=""
@@ -43,12 +52,20 @@ start_server() {
     server_display="$(head -n 1 "$number")"
 }
 
-start_server host Xvfb -screen 0 3840x1080x24 -nolisten tcp -noreset || exit 1
-host_pid=$server_pid
-DISPLAY=":$server_display" start_server nested Xephyr -nolisten tcp -noreset -extension RANDR +xinerama \
-    -screen 1920x1080 -origin 1920,0 -screen 1920x1080 || exit 1
-nested_pid=$server_pid
-
-export DISPLAY=":$server_display"
+if [ $randr -eq 1 ]; then
+    # -noreset keeps the monitors: the server would forget them when xrandr disconnects.
+    start_server host Xvfb -screen 0 3840x1080x24 +extension RANDR -nolisten tcp -noreset || exit 1
+    host_pid=$server_pid
+    export DISPLAY=":$server_display"
+    xrandr --setmonitor DP-1 1920/508x1080/286+0+0 screen >/dev/null || exit 1
+    xrandr --setmonitor DP-2 1920/508x1080/286+1920+0 none >/dev/null || exit 1
+else
+    start_server host Xvfb -screen 0 3840x1080x24 -nolisten tcp -noreset || exit 1
+    host_pid=$server_pid
+    DISPLAY=":$server_display" start_server nested Xephyr -nolisten tcp -noreset -extension RANDR +xinerama \
+        -screen 1920x1080 -origin 1920,0 -screen 1920x1080 || exit 1
+    nested_pid=$server_pid
+    export DISPLAY=":$server_display"
+fi
 xmodmap -e "keycode 49 = adiaeresis" -e "keycode 51 = Cyrillic_zhe" || exit 1
 "$@"

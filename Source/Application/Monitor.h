@@ -23,7 +23,8 @@ namespace Tarn {
 /// pointers returned before become invalid. Positions are in virtual-screen coordinates (the
 /// primary monitor's top-left is the origin; others may lie at negative coordinates).
 ///
-/// On Linux the table stays empty until the Linux window backend provides monitors.
+/// On Linux the entries are the RandR monitors, named after their outputs ("DP-1"), identified by
+/// the name's atom; without a display the table stays empty.
 ///
 /// Not synchronised: enumerate and look up on one thread (the window thread).
 class TARN_API Monitor {

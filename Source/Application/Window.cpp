@@ -44,11 +44,6 @@ constexpr uint32_t secondButtonFlag = 0x20;
 constexpr uint32_t thirdButtonFlag = 0x40;
 constexpr uint64_t touchSourceBase = 0x1000;
 
-// Touch ids below 8 would read as mouse buttons, so they move up out of the way.
-uint64_t touchSource(uint32_t pointerId) {
-    return pointerId < InputMessage::FirstTouchSource ? pointerId + touchSourceBase : pointerId;
-}
-
 // Change types 1 to 6 are the first three buttons going down (odd) and up (even).
 bool isFirstThreeButtons(uint32_t changeType) {
     return changeType >= 1 && changeType <= 6;
@@ -59,6 +54,17 @@ uint64_t buttonOfChange(uint32_t changeType) {
 }
 
 } // namespace
+
+namespace Platform::Detail {
+
+// Touch ids below 8 would read as mouse buttons, so they move up out of the way.
+uint64_t touchSource(uint32_t pointerId) {
+    return pointerId < InputMessage::FirstTouchSource ? pointerId + touchSourceBase : pointerId;
+}
+
+} // namespace Platform::Detail
+
+using Platform::Detail::touchSource;
 
 uint32_t getNextHubID() {
     return windowCounter.fetch_add(1, std::memory_order_relaxed);
@@ -130,8 +136,12 @@ void Window::sendCharUnit(uint16_t unit) {
     }
     const std::string text = narrow(pending);
     pending.clear();
+    sendText(text);
+}
+
+void Window::sendText(StringView text) {
     Network::MessagePtr message = Network::Message::allocate(InputMessage::InputChar);
-    message->writeString(text);
+    message->writeString(std::string(text.data(), text.size()));
     message->writeDouble(truncatedMillisecondsNow());
     sendMessage(message);
 }
@@ -146,7 +156,10 @@ void Window::sendWheelMessage(int32_t delta) {
 void Window::sendPointerMessage(uint32_t id, uint64_t source, int64_t second) {
     const glm::ivec2 screen{static_cast<int16_t>(second & 0xFFFF),
                             static_cast<int16_t>((second >> 16) & 0xFFFF)};
-    const glm::ivec2 client = Platform::Detail::screenToClient(data->windowHandle, screen);
+    sendClientPointerMessage(id, source, Platform::Detail::screenToClient(data->windowHandle, screen));
+}
+
+void Window::sendClientPointerMessage(uint32_t id, uint64_t source, glm::ivec2 client) {
     Network::MessagePtr message = Network::Message::allocate(id);
     message->write64(source);
     message->write32(static_cast<uint32_t>(client.x));

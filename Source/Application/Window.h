@@ -69,8 +69,10 @@ struct WindowMessage {
 /// enabled for the process, as under Wine), the classic mouse messages are translated into the same
 /// pointer messages; where it does, they are not, so nothing is reported twice.
 ///
-/// On Linux there is no window backend yet: `create` and `attach` log and return false, and the
-/// queries answer zero; the hub, its id and the shared translation below work on both.
+/// On Linux the window is an X11 window (the handle is its X window id) and the same messages are
+/// sent; `processWindowMessage` then receives X events (the message is the event type, the first
+/// parameter the XInput 2 event type of a generic event, the second the address of the XEvent).
+/// Without a display, `create` and `attach` log and return false.
 class TARN_API Window : public Network::MessageHub {
 public:
     /// What `GetPointerInfo` contributes to the translation of a pointer message.
@@ -157,12 +159,16 @@ protected:
     /// Sends `id` with source, the client position of the screen point packed in `second` (signed
     /// low and high words) and the time.
     void sendPointerMessage(uint32_t id, uint64_t source, int64_t second);
+    /// Sends `id` with source, a point already in client coordinates and the time.
+    void sendClientPointerMessage(uint32_t id, uint64_t source, glm::ivec2 client);
     /// Sends `id` with the time in ms as its only field.
     void sendTimeMessage(uint32_t id);
     /// Key down or up for a virtual-key code; nothing for keys the library does not report.
     void sendKeyMessage(uint32_t id, uint64_t virtualKey);
     /// Collects one UTF-16 unit of typed text and sends the text once a whole character is there.
     void sendCharUnit(uint16_t unit);
+    /// Sends typed text (UTF-8) as it is; callers pass one whole character at a time.
+    void sendText(StringView text);
     /// Sends the wheel delta.
     void sendWheelMessage(int32_t delta);
     /// Sends `id` with an empty payload, or with the two 32-bit values.

@@ -16,7 +16,8 @@ struct WindowData {
     using WindowHandle = ::HWND__*;
     ///@}
 #else
-    /// The Linux window backend decides what it keeps here; nothing is subclassed there.
+    /// On Linux the handle is the X window id; nothing is subclassed there, so the procedure
+    /// stays null.
     ///@{
     using WindowProc = void*;
     using WindowHandle = void*;

@@ -18,4 +18,8 @@ glm::ivec2 screenToClient(WindowData::WindowHandle handle, glm::ivec2 point);
 /// memory.
 void forgetWindow(WindowData::WindowHandle handle, const void* window, WindowData::WindowProc previous);
 
+/// The pointer-message source of a touch contact: ids below 8 move up by 0x1000 so that they never
+/// read as mouse buttons; larger ids are the source themselves.
+uint64_t touchSource(uint32_t pointerId);
+
 } // namespace Tarn::Platform::Detail

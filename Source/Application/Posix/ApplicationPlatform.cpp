@@ -1,4 +1,5 @@
 #include "Application/Internal/ApplicationPlatform.h"
+#include "Application/Posix/X11Connection.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -8,10 +9,20 @@ namespace Tarn::Platform::Detail {
 
 namespace {
 
-// No window backend yet: nothing is ever pending, so the pump is the update loop.
-class NoEvents final : public EventSource {
+// The X events of the library's display connection. Until a window or monitor query opens it,
+// nothing is ever pending and the pump is the plain update loop.
+class X11Events final : public EventSource {
 public:
-    Poll dispatchOne() override { return Poll::Empty; }
+    Poll dispatchOne() override {
+        X11::Connection* connection = X11::existingConnection();
+        // XPending flushes and reads what has arrived without waiting for more.
+        if (connection == nullptr || XPending(connection->display) == 0) {
+            return Poll::Empty;
+        }
+        XEvent event{};
+        XNextEvent(connection->display, &event);
+        return dispatchX11Event(*connection, event);
+    }
 };
 
 } // namespace
@@ -37,8 +48,8 @@ bool isDebuggerAttached() {
 }
 
 EventSource& threadEventSource() {
-    static NoEvents none;
-    return none;
+    static X11Events events;
+    return events;
 }
 
 } // namespace Tarn::Platform::Detail
