@@ -182,6 +182,108 @@ public:
         return writeStringSlow(text.data(), length);
     }
 
+    /// A cursor for a run of writes into one buffer, with the results of the same writes made on
+    /// the buffer directly (bytes, size, position, growth and failures alike); the buffer's cursor
+    /// and size are brought up to date by `finish` and by the destructor. Meant to live in a local
+    /// variable: the compiler then keeps its cursor in a register, whereas a write on the buffer
+    /// itself stores the cursor and the next one loads it back, because the growing path is a call
+    /// that may change it. Do not use the buffer itself while a writer on it has unfinished writes.
+    ///
+    ///     MemoryBuffer::Writer out(buffer);
+    ///     for (const Particle& p : particles) { out.writeFloat3(p.position); out.write32(p.colour); }
+    class Writer {
+    public:
+        explicit Writer(MemoryBuffer& target) noexcept : target(target) { resume(); }
+        ~Writer() { finish(); }
+        Writer(const Writer&) = delete;
+        Writer& operator=(const Writer&) = delete;
+
+        /// As the buffer's writes of the same names.
+        ///@{
+        bool write(const void* source, uint64_t count) {
+            if (count != 0 && count <= end - at) {
+                std::memcpy(storage + at, source, count);
+                at += count;
+                return true;
+            }
+            return writeOnTarget(source, count);
+        }
+        bool write8(uint8_t value) { return writeFixed(value); }
+        bool write16(uint16_t value) { return writeFixed(value); }
+        bool write32(uint32_t value) { return writeFixed(value); }
+        bool write64(uint64_t value) { return writeFixed(value); }
+        bool writeFloat(float value) { return writeFixed(value); }
+        bool writeDouble(double value) { return writeFixed(value); }
+        bool writeFloat3(const glm::vec3& value) { return writeVector(value); }
+        bool writeFloat4(const glm::vec4& value) { return writeVector(value); }
+        ///@}
+
+        /// Hands the cursor back: the buffer's position and size become the end of the last write.
+        /// Nothing changes when nothing was written since the writer was made or last finished.
+        void finish() noexcept {
+            if (at != start) {
+                target.position = at;
+                target.bufferSize = at;
+                start = at;
+            }
+        }
+
+    private:
+        // Writes past the storage go through the buffer, which grows it or refuses exactly as
+        // for its own writes; then the cursor is taken up again from the buffer.
+        bool writeOnTarget(const void* source, uint64_t count) {
+            finish();
+            const bool written = target.write(source, count);
+            resume();
+            return written;
+        }
+        template <typename T>
+        bool writeFixed(T value) {
+            if (at + sizeof(T) <= end) {
+                std::memcpy(storage + at, &value, sizeof(T));
+                at += sizeof(T);
+                return true;
+            }
+            // The bits go by value, as for the buffer's own writes: taking the value's address
+            // would make every write, fast or not, store it to the stack first.
+            uint64_t bits = 0;
+            std::memcpy(&bits, &value, sizeof(T));
+            finish();
+            const bool written = target.writeBitsSlow(bits, sizeof(T));
+            resume();
+            return written;
+        }
+        // A buffer that cannot hold all components skips the ones that do not fit, as its own
+        // vector writes do, and reports true.
+        template <typename Vector>
+        bool writeVector(const Vector& value) {
+            if (at + sizeof(Vector) <= end) {
+                std::memcpy(storage + at, &value, sizeof(Vector));
+                at += sizeof(Vector);
+                return true;
+            }
+            finish();
+            target.writeComponentsSlow(&value, static_cast<int>(sizeof(Vector) / sizeof(float)));
+            resume();
+            return true;
+        }
+        void resume() noexcept {
+            storage = target.buffer;
+            start = at = target.position;
+            // The buffer's own writes fit when the size, not the cursor, leaves room, and cut the
+            // size to the cursor; until the first write has done that here, the room is counted
+            // the same way, so that any growth happens at the same write. A buffer without an
+            // allocator cannot be written: every write goes to it and fails.
+            end = target.allocator ? target.capacity - (target.bufferSize - at) : at;
+        }
+
+        MemoryBuffer& target;
+        uint8_t* storage;
+        uint64_t start;
+        uint64_t at;
+        uint64_t end;
+    };
+
     /// Copies up to `count` bytes from the cursor; returns how many there were.
     uint64_t read(void* destination, uint64_t count) noexcept {
         const uint64_t available = bufferSize - position;
