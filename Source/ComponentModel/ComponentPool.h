@@ -157,9 +157,12 @@ protected:
         TARN_ASSERT(rosterIndex < next && "Roster index out of bounds");
         if (rosterIndex >= next)
             return nullptr;
+        // roster[rosterIndex] is the handle's slot, so it is written, never read: with components
+        // released at random, a read there would be a cache miss that waits for the one on the
+        // component itself, where rosterIndex comes from.
         --next;
         const uint32_t moved = roster[next];
-        roster[next] = roster[rosterIndex];
+        roster[next] = handle.index;
         roster[rosterIndex] = moved;
         slotComponent(moved)->rosterIndex = rosterIndex;
         return component;

@@ -182,6 +182,108 @@ public:
         return writeStringSlow(text.data(), length);
     }
 
+    /// A cursor for a run of writes into one buffer, with the results of the same writes made on
+    /// the buffer directly (bytes, size, position, growth and failures alike); the buffer's cursor
+    /// and size are brought up to date by `finish` and by the destructor. Meant to live in a local
+    /// variable: the compiler then keeps its cursor in a register, whereas a write on the buffer
+    /// itself stores the cursor and the next one loads it back, because the growing path is a call
+    /// that may change it. Do not use the buffer itself while a writer on it has unfinished writes.
+    ///
+    ///     MemoryBuffer::Writer out(buffer);
+    ///     for (const Particle& p : particles) { out.writeFloat3(p.position); out.write32(p.colour); }
+    class Writer {
+    public:
+        explicit Writer(MemoryBuffer& target) noexcept : target(target) { resume(); }
+        ~Writer() { finish(); }
+        Writer(const Writer&) = delete;
+        Writer& operator=(const Writer&) = delete;
+
+        /// As the buffer's writes of the same names.
+        ///@{
+        bool write(const void* source, uint64_t count) {
+            if (count != 0 && count <= end - at) {
+                std::memcpy(storage + at, source, count);
+                at += count;
+                return true;
+            }
+            return writeOnTarget(source, count);
+        }
+        bool write8(uint8_t value) { return writeFixed(value); }
+        bool write16(uint16_t value) { return writeFixed(value); }
+        bool write32(uint32_t value) { return writeFixed(value); }
+        bool write64(uint64_t value) { return writeFixed(value); }
+        bool writeFloat(float value) { return writeFixed(value); }
+        bool writeDouble(double value) { return writeFixed(value); }
+        bool writeFloat3(const glm::vec3& value) { return writeVector(value); }
+        bool writeFloat4(const glm::vec4& value) { return writeVector(value); }
+        ///@}
+
+        /// Hands the cursor back: the buffer's position and size become the end of the last write.
+        /// Nothing changes when nothing was written since the writer was made or last finished.
+        void finish() noexcept {
+            if (at != start) {
+                target.position = at;
+                target.bufferSize = at;
+                start = at;
+            }
+        }
+
+    private:
+        // Writes past the storage go through the buffer, which grows it or refuses exactly as
+        // for its own writes; then the cursor is taken up again from the buffer.
+        bool writeOnTarget(const void* source, uint64_t count) {
+            finish();
+            const bool written = target.write(source, count);
+            resume();
+            return written;
+        }
+        template <typename T>
+        bool writeFixed(T value) {
+            if (at + sizeof(T) <= end) {
+                std::memcpy(storage + at, &value, sizeof(T));
+                at += sizeof(T);
+                return true;
+            }
+            // The bits go by value, as for the buffer's own writes: taking the value's address
+            // would make every write, fast or not, store it to the stack first.
+            uint64_t bits = 0;
+            std::memcpy(&bits, &value, sizeof(T));
+            finish();
+            const bool written = target.writeBitsSlow(bits, sizeof(T));
+            resume();
+            return written;
+        }
+        // A buffer that cannot hold all components skips the ones that do not fit, as its own
+        // vector writes do, and reports true.
+        template <typename Vector>
+        bool writeVector(const Vector& value) {
+            if (at + sizeof(Vector) <= end) {
+                std::memcpy(storage + at, &value, sizeof(Vector));
+                at += sizeof(Vector);
+                return true;
+            }
+            finish();
+            target.writeComponentsSlow(&value, static_cast<int>(sizeof(Vector) / sizeof(float)));
+            resume();
+            return true;
+        }
+        void resume() noexcept {
+            storage = target.buffer;
+            start = at = target.position;
+            // The buffer's own writes fit when the size, not the cursor, leaves room, and cut the
+            // size to the cursor; until the first write has done that here, the room is counted
+            // the same way, so that any growth happens at the same write. A buffer without an
+            // allocator cannot be written: every write goes to it and fails.
+            end = target.allocator ? target.capacity - (target.bufferSize - at) : at;
+        }
+
+        MemoryBuffer& target;
+        uint8_t* storage;
+        uint64_t start;
+        uint64_t at;
+        uint64_t end;
+    };
+
     /// Copies up to `count` bytes from the cursor; returns how many there were.
     uint64_t read(void* destination, uint64_t count) noexcept {
         const uint64_t available = bufferSize - position;
@@ -202,23 +304,20 @@ public:
     float readFloat() noexcept { return readFixed<float>(); }
     double readDouble() noexcept { return readFixed<double>(); }
     glm::vec3 readFloat3() noexcept {
-        glm::vec3 value;
-        readComponents(&value, 3);
-        return value;
+        const auto c = readFloats<3>();
+        return glm::vec3(c.at[0], c.at[1], c.at[2]);
     }
     glm::vec4 readFloat4() noexcept {
-        glm::vec4 value;
-        readComponents(&value, 4);
-        return value;
+        const auto c = readFloats<4>();
+        return glm::vec4(c.at[0], c.at[1], c.at[2], c.at[3]);
     }
     glm::quat readQuaternion() noexcept {
-        float c[4];
-        readComponents(c, 4);
+        const auto c = readFloats<4>();
         glm::quat q;
-        q.x = c[0];
-        q.y = c[1];
-        q.z = c[2];
-        q.w = c[3];
+        q.x = c.at[0];
+        q.y = c.at[1];
+        q.z = c.at[2];
+        q.w = c.at[3];
         return q;
     }
     glm::mat4 readMatrix() noexcept {
@@ -292,32 +391,74 @@ private:
         return writeComponentsSlow(components, count);
     }
 
+    // Reads keep the cursor in a register across a run of consecutive calls. A byte load (a
+    // memcpy or a char access) may alias any object, this buffer's own fields included, so after
+    // one the compiler must keep `position` in memory and every read waits for the previous
+    // one's store of it. So the bytes are loaded through types that cannot alias the fields
+    // (a 1-aligned scalar or vector of the value's own type; char8_t, which has no aliasing
+    // exemption, for a short tail), and the short-buffer path is inline and makes no call.
+    // Every write into the storage goes through memcpy or uint8_t, which alias everything, so no
+    // store into the bytes can be reordered past these loads.
     template <typename T>
-    T readFixed() noexcept {
+    static T loadBytes(const uint8_t* at) noexcept {
+#if defined(__GNUC__)
+        typedef T __attribute__((aligned(1))) Unaligned;
+        return *reinterpret_cast<const Unaligned*>(at);
+#else
         T value;
-        if (bufferSize - position >= sizeof(T)) {
-            std::memcpy(&value, buffer + position, sizeof(T));
-            position += sizeof(T);
-            return value;
+        std::memcpy(&value, at, sizeof(T));
+        return value;
+#endif
+    }
+
+    // Fewer than sizeof(T) bytes at `at`: those, then zeros.
+    template <typename T>
+    static T loadTail(const uint8_t* at, uint64_t count) noexcept {
+        char8_t bytes[sizeof(T)] = {};
+        const auto* source = reinterpret_cast<const char8_t*>(at);
+        for (size_t i = 0; i + 1 < sizeof(T); ++i) {
+            if (i < count) {
+                bytes[i] = source[i];
+            }
         }
-        // Bytes missing at the end read as zeros rather than whatever the stack held.
-        unsigned char bytes[sizeof(T)] = {};
-        read(bytes, sizeof(T));
+        T value;
         std::memcpy(&value, bytes, sizeof(T));
         return value;
     }
 
-    void readComponents(void* components, int count) noexcept {
-        const uint64_t bytes = static_cast<uint64_t>(count) * sizeof(float);
-        if (bufferSize - position >= bytes) {
-            std::memcpy(components, buffer + position, bytes);
-            position += bytes;
-            return;
+    template <typename T>
+    T readFixed() noexcept {
+        const uint64_t at = position;
+        const uint64_t unread = bufferSize - at;
+        if (unread >= sizeof(T)) {
+            position = at + sizeof(T);
+            return loadBytes<T>(buffer + at);
+        }
+        position = bufferSize;
+        return loadTail<T>(buffer + at, unread);
+    }
+
+    // The components of a vector or quaternion, in serialised order. Each one is a register
+    // value of its own, so a caller that uses them does not get them back through memory.
+    template <int count>
+    struct Floats {
+        float at[count];
+    };
+    template <int count>
+    Floats<count> readFloats() noexcept {
+        Floats<count> result;
+        const uint64_t start = position;
+        if (bufferSize - start >= count * sizeof(float)) {
+            position = start + count * sizeof(float);
+            for (int i = 0; i < count; ++i) {
+                result.at[i] = loadBytes<float>(buffer + start + i * sizeof(float));
+            }
+            return result;
         }
         for (int i = 0; i < count; ++i) {
-            const float component = readFloat();
-            std::memcpy(static_cast<uint8_t*>(components) + i * sizeof(float), &component, sizeof(float));
+            result.at[i] = readFixed<float>();
         }
+        return result;
     }
 
     // The vectors are copied as whole objects, which relies on glm's packed x, y, z[, w] layout.

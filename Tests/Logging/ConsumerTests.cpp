@@ -153,6 +153,7 @@ TEST(FileLogger, LineFormsMinimumReopeningAndTruncation) {
         ioLog.logFileLine("Source/IO.cpp", 121, Category::Error, "Cannot open %s", "settings.ini");
         ioLog.log(Category::Warning, "no file %d%%", 50); // short form even with file names on
         ioLog.logFileLine(nullptr, 7, Category::Debug, "null file");
+        ioLog.logFileLine("Source/IO.cpp", 8, Category::Info, "%s", std::string(2000, 'x').c_str());
 
         logger.initialize(temp.file("second.log"));
         ioLog.logFileLine("Source/IO.cpp", 122, Category::Info, "two");
@@ -168,7 +169,8 @@ TEST(FileLogger, LineFormsMinimumReopeningAndTruncation) {
               "[Error][PlatformIO] Cannot open settings.ini\n"
               "[Error][PlatformIO] Cannot open settings.ini (Source/IO.cpp:121)\n"
               "[Warning][PlatformIO] no file 50%\n"
-              "[Debug][PlatformIO] null file\n");
+              "[Debug][PlatformIO] null file\n"
+              "[Info][PlatformIO] " + std::string(2000, 'x') + " (Source/IO.cpp:8)\n");
     EXPECT_EQ(readText(temp, "second.log"), "[Info][PlatformIO] two (Source/IO.cpp:122)\n");
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <numeric>
 #include <string>
 #include <tuple>
@@ -293,4 +294,65 @@ TEST(MemoryBuffer, WithoutStorageWritesFailAndNothingIsFreed) {
         EXPECT_EQ(small.size(), 0u) << room;
         EXPECT_EQ(small.pos(), 0u) << room;
     }
+}
+
+// A writer gives the bytes, size, position and storage of the same writes made on the buffer:
+// from an empty buffer through its growth, from a cursor in the middle (the first write cuts the
+// size and grows at the same write as the buffer's would), on wrapped memory, and with refused
+// storage part way.
+TEST(MemoryBuffer, WriterMatchesTheBuffersOwnWrites) {
+    struct State {
+        Bytes bytes;
+        uint64_t pos, capacity;
+        std::vector<bool> results;
+        bool operator==(const State&) const = default;
+    };
+    const auto run = [](MemoryBuffer& buffer, bool useWriter, auto&& setUp) {
+        setUp(buffer);
+        std::vector<bool> results;
+        const uint8_t raw[3] = {7, 8, 9};
+        const auto writes = [&](auto& out) {
+            for (uint32_t i = 0; i < 300; ++i) {
+                results.push_back(out.write32(0xA0B0C0D0u + i));
+                results.push_back(out.write8(static_cast<uint8_t>(i)));
+                results.push_back(out.writeFloat4(glm::vec4(float(i), 1.5f, -2.0f, 0.25f)));
+                results.push_back(out.write(raw, i % 4));
+            }
+        };
+        if (useWriter) {
+            MemoryBuffer::Writer writer(buffer);
+            writes(writer);
+        } else {
+            writes(buffer);
+        }
+        return State{contents(buffer), buffer.pos(), buffer.getCapacity(), results};
+    };
+    uint8_t wrappedBytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const std::vector<std::pair<const char*, std::function<void(MemoryBuffer&)>>> setUps = {
+        {"empty", [](MemoryBuffer&) {}},
+        {"middle", [](MemoryBuffer& b) { b.write(sequence(1020).data(), 1020), b.seek(1010); }},
+        {"wrapped", [&](MemoryBuffer& b) { b = MemoryBuffer(wrappedBytes, 8), b.seek(3); }},
+    };
+    for (const auto& [name, setUp] : setUps) {
+        MemoryBuffer direct, written;
+        EXPECT_EQ(run(direct, false, setUp), run(written, true, setUp)) << name;
+    }
+
+    CountingAllocator allocator;
+    MemoryBuffer buffer(&allocator);
+    buffer.reserve(6);
+    {
+        MemoryBuffer::Writer writer(buffer);
+        EXPECT_TRUE(writer.write32(1));
+        allocator.setRefuseAllocations(true);
+        EXPECT_FALSE(writer.write32(2)); // does not fit and cannot grow: nothing of it written
+        EXPECT_TRUE(writer.write16(3));
+    }
+    EXPECT_EQ(contents(buffer), (Bytes{1, 0, 0, 0, 3, 0}));
+
+    MemoryBuffer untouched;
+    untouched.write(sequence(8).data(), 8);
+    untouched.seek(2);
+    MemoryBuffer::Writer(untouched).finish(); // no write, no cut
+    EXPECT_EQ(untouched.size(), 8u);
 }
