@@ -279,15 +279,17 @@ bool ConnectionTCP::reconnect() {
         return true;
     }
     const int error = lastSocketError();
-    if (isAutoConnectEnabled()) {
-        // The registry retries it; a peer that is away is no news worth a line per attempt.
-        if (!(getFlags() & FlagDoNotProcess)) {
-            addConnection(this);
-        }
-    } else {
+    if (!isAutoConnectEnabled()) {
         reportSocketError(__FILE__, __LINE__, "Tarn::Network::ConnectionTCP::reconnect", error);
     }
+    // Closed before the registry may see it: the network thread would otherwise take the failed
+    // socket for a live one and could shut it down after this thread closed it and the number had
+    // gone to a new socket (another connection's listener, say).
     close();
+    if (isAutoConnectEnabled() && !(getFlags() & FlagDoNotProcess)) {
+        // The registry retries it; a peer that is away is no news worth a line per attempt.
+        addConnection(this);
+    }
     return false;
 }
 
