@@ -135,24 +135,9 @@ void release(X11::Connection& connection, ::Window window, WindowState* state) {
 }
 
 std::vector<Atom> atomList(X11::Connection& connection, ::Window window, Atom property) {
-    std::vector<Atom> atoms;
-    Atom type = None;
-    int format = 0;
-    unsigned long count = 0;
-    unsigned long after = 0;
-    unsigned char* bytes = nullptr;
-    if (XGetWindowProperty(connection.display, window, property, 0, 64, False, XA_ATOM, &type, &format,
-                           &count, &after, &bytes) == Success &&
-        bytes != nullptr) {
-        if (type == XA_ATOM && format == 32) {
-            const auto* values = reinterpret_cast<const unsigned long*>(bytes);
-            atoms.assign(values, values + count);
-        }
-    }
-    if (bytes != nullptr) {
-        XFree(bytes);
-    }
-    return atoms;
+    const std::vector<unsigned long> items =
+        X11::readProperty32(connection.display, window, property, XA_ATOM, 64);
+    return std::vector<Atom>(items.begin(), items.end());
 }
 
 bool contains(const std::vector<Atom>& atoms, Atom atom) {
@@ -173,20 +158,9 @@ ShowState readShowState(X11::Connection& connection, ::Window window) {
     result.minimised = contains(state, atoms.netWmStateHidden);
 
     // ICCCM: the window manager's WM_STATE says iconic (3) for a minimised window.
-    Atom type = None;
-    int format = 0;
-    unsigned long count = 0;
-    unsigned long after = 0;
-    unsigned char* bytes = nullptr;
-    if (XGetWindowProperty(connection.display, window, atoms.wmState, 0, 2, False, atoms.wmState, &type,
-                           &format, &count, &after, &bytes) == Success &&
-        bytes != nullptr && format == 32 && count >= 1) {
-        result.minimised =
-            result.minimised || reinterpret_cast<const unsigned long*>(bytes)[0] == IconicState;
-    }
-    if (bytes != nullptr) {
-        XFree(bytes);
-    }
+    const std::vector<unsigned long> wmState =
+        X11::readProperty32(connection.display, window, atoms.wmState, atoms.wmState, 2);
+    result.minimised = result.minimised || (!wmState.empty() && wmState[0] == IconicState);
     return result;
 }
 
@@ -204,20 +178,9 @@ void writeNetWmState(X11::Connection& connection, ::Window window, const std::ve
 // state itself, so that maximise, minimise and restore still do what they say.
 bool windowManagerRuns(X11::Connection& connection) {
     Display* display = connection.display;
-    Atom type = None;
-    int format = 0;
-    unsigned long count = 0;
-    unsigned long after = 0;
-    unsigned char* bytes = nullptr;
-    ::Window check = None;
-    if (XGetWindowProperty(display, DefaultRootWindow(display), connection.atoms.netSupportingWmCheck, 0, 1,
-                           False, XA_WINDOW, &type, &format, &count, &after, &bytes) == Success &&
-        bytes != nullptr && type == XA_WINDOW && count == 1) {
-        check = static_cast<::Window>(reinterpret_cast<const unsigned long*>(bytes)[0]);
-    }
-    if (bytes != nullptr) {
-        XFree(bytes);
-    }
+    const std::vector<unsigned long> checks = X11::readProperty32(
+        display, DefaultRootWindow(display), connection.atoms.netSupportingWmCheck, XA_WINDOW, 1);
+    const ::Window check = checks.empty() ? None : static_cast<::Window>(checks[0]);
     if (check == None) {
         return false;
     }
@@ -249,19 +212,11 @@ bool isMapped(X11::Connection& connection, ::Window window) {
 // Left, right, top and bottom of the frame the window manager puts around the window.
 std::array<long, 4> frameExtents(X11::Connection& connection, ::Window window) {
     std::array<long, 4> extents{};
-    Atom type = None;
-    int format = 0;
-    unsigned long count = 0;
-    unsigned long after = 0;
-    unsigned char* bytes = nullptr;
-    if (XGetWindowProperty(connection.display, window, connection.atoms.netFrameExtents, 0, 4, False,
-                           XA_CARDINAL, &type, &format, &count, &after, &bytes) == Success &&
-        bytes != nullptr && format == 32 && count == 4) {
-        const auto* values = reinterpret_cast<const long*>(bytes);
-        std::copy(values, values + 4, extents.begin());
-    }
-    if (bytes != nullptr) {
-        XFree(bytes);
+    const std::vector<unsigned long> values =
+        X11::readProperty32(connection.display, window, connection.atoms.netFrameExtents, XA_CARDINAL, 4);
+    if (values.size() == 4) {
+        std::transform(values.begin(), values.end(), extents.begin(),
+                       [](unsigned long value) { return static_cast<long>(value); });
     }
     return extents;
 }

@@ -177,24 +177,58 @@ std::vector<MonitorInfo> monitors(Connection& connection) {
     return result;
 }
 
-int dpiOf(Connection& connection) {
-    // The desktop publishes its scaling as Xft.dpi in the root window's resources. Read afresh:
-    // Xlib's copy (XResourceManagerString) is the one from when the display was opened.
-    Display* display = connection.display;
-    Atom type = None;
-    int format = 0;
+namespace {
+
+// Calls `take` with the items of the property when it has the type and format asked for; the
+// property's memory is Xlib's and is freed here.
+template <typename Take>
+void readProperty(Display* display, ::Window window, Atom property, Atom type, int format, long maxItems,
+                  Take&& take) {
+    Atom actualType = None;
+    int actualFormat = 0;
     unsigned long count = 0;
     unsigned long after = 0;
     unsigned char* bytes = nullptr;
-    std::string resources;
-    if (XGetWindowProperty(display, DefaultRootWindow(display), XA_RESOURCE_MANAGER, 0, 1 << 16, False,
-                           XA_STRING, &type, &format, &count, &after, &bytes) == Success &&
-        bytes != nullptr && format == 8) {
-        resources.assign(reinterpret_cast<const char*>(bytes), count);
+    // The length is in 32-bit units whatever the format.
+    const long length = format == 32 ? maxItems : (maxItems + 3) / 4;
+    if (XGetWindowProperty(display, window, property, 0, length, False, type, &actualType, &actualFormat,
+                           &count, &after, &bytes) == Success &&
+        bytes != nullptr && actualType == type && actualFormat == format) {
+        take(bytes, static_cast<long>(count) < maxItems ? count : static_cast<unsigned long>(maxItems));
     }
     if (bytes != nullptr) {
         XFree(bytes);
     }
+}
+
+} // namespace
+
+std::vector<unsigned long> readProperty32(Display* display, ::Window window, Atom property, Atom type,
+                                          long maxItems) {
+    std::vector<unsigned long> items;
+    readProperty(display, window, property, type, 32, maxItems,
+                 [&](const unsigned char* bytes, unsigned long count) {
+                     const auto* values = reinterpret_cast<const unsigned long*>(bytes);
+                     items.assign(values, values + count);
+                 });
+    return items;
+}
+
+std::string readProperty8(Display* display, ::Window window, Atom property, Atom type, long maxItems) {
+    std::string text;
+    readProperty(display, window, property, type, 8, maxItems,
+                 [&](const unsigned char* bytes, unsigned long count) {
+                     text.assign(reinterpret_cast<const char*>(bytes), count);
+                 });
+    return text;
+}
+
+int dpiOf(Connection& connection) {
+    // The desktop publishes its scaling as Xft.dpi in the root window's resources. Read afresh:
+    // Xlib's copy (XResourceManagerString) is the one from when the display was opened.
+    Display* display = connection.display;
+    const std::string resources =
+        readProperty8(display, DefaultRootWindow(display), XA_RESOURCE_MANAGER, XA_STRING, 1 << 18);
     if (resources.empty()) {
         return 96;
     }

@@ -77,6 +77,13 @@ struct MonitorInfo {
 };
 std::vector<MonitorInfo> monitors(Connection& connection);
 
+/// A window property of the given type: the first `maxItems` items of a format-32 one (Xlib hands
+/// them out as longs), or the first `maxItems` bytes of a format-8 one. Empty when the property is
+/// missing or has another type or format.
+std::vector<unsigned long> readProperty32(Display* display, ::Window window, Atom property, Atom type,
+                                          long maxItems);
+std::string readProperty8(Display* display, ::Window window, Atom property, Atom type, long maxItems);
+
 /// The DPI from the root window's current Xft.dpi resource, else 96.
 int dpiOf(Connection& connection);
 
