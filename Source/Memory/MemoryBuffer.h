@@ -193,7 +193,9 @@ public:
     ///     for (const Particle& p : particles) { out.writeFloat3(p.position); out.write32(p.colour); }
     class Writer {
     public:
+        /// Takes up the buffer's cursor; the buffer must outlive the writer.
         explicit Writer(MemoryBuffer& target) noexcept : target(target) { resume(); }
+        /// Finishes: the buffer's cursor and size follow the writes made through the writer.
         ~Writer() { finish(); }
         Writer(const Writer&) = delete;
         Writer& operator=(const Writer&) = delete;
