@@ -170,7 +170,8 @@ TEST(FileLogger, LineFormsMinimumReopeningAndTruncation) {
               "[Error][PlatformIO] Cannot open settings.ini (Source/IO.cpp:121)\n"
               "[Warning][PlatformIO] no file 50%\n"
               "[Debug][PlatformIO] null file\n"
-              "[Info][PlatformIO] " + std::string(2000, 'x') + " (Source/IO.cpp:8)\n");
+              "[Info][PlatformIO] " +
+                  std::string(2000, 'x') + " (Source/IO.cpp:8)\n");
     EXPECT_EQ(readText(temp, "second.log"), "[Info][PlatformIO] two (Source/IO.cpp:122)\n");
 }
 
