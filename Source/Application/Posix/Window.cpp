@@ -134,6 +134,11 @@ void release(X11::Connection& connection, ::Window window, WindowState* state) {
     delete state;
 }
 
+// The connection a window lives on; null when there is no window (or no connection) to act on.
+X11::Connection* connectionOf(const WindowData& data) {
+    return data.windowHandle != nullptr ? X11::existingConnection() : nullptr;
+}
+
 std::vector<Atom> atomList(X11::Connection& connection, ::Window window, Atom property) {
     const std::vector<unsigned long> items =
         X11::readProperty32(connection.display, window, property, XA_ATOM, 64);
@@ -541,8 +546,8 @@ bool Window::attach(WindowData::WindowHandle realHwnd) {
 }
 
 void Window::detach() {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     const ::Window window = xWindow(data->windowHandle);
@@ -576,8 +581,8 @@ void Window::destroy() {
 }
 
 void Window::show() {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     XMapWindow(connection->display, xWindow(data->windowHandle));
@@ -585,8 +590,8 @@ void Window::show() {
 }
 
 void Window::hide() {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     Display* display = connection->display;
@@ -595,8 +600,8 @@ void Window::hide() {
 }
 
 void Window::maximise() {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     Display* display = connection->display;
@@ -633,8 +638,8 @@ void Window::maximise() {
 }
 
 void Window::minimise() {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     Display* display = connection->display;
@@ -662,8 +667,8 @@ void Window::minimise() {
 }
 
 void Window::restore() {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     Display* display = connection->display;
@@ -714,8 +719,8 @@ void Window::restore() {
 }
 
 glm::ivec2 Window::getPosition() const {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return {0, 0};
     }
     const ::Window window = xWindow(data->windowHandle);
@@ -724,8 +729,8 @@ glm::ivec2 Window::getPosition() const {
 }
 
 glm::ivec2 Window::getSize() const {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return {0, 0};
     }
     const ::Window window = xWindow(data->windowHandle);
@@ -738,8 +743,8 @@ glm::ivec2 Window::getSize() const {
 }
 
 void Window::setPosition(const glm::ivec2& position) {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     // With the default north-west gravity a window manager places the frame's corner here.
@@ -748,8 +753,8 @@ void Window::setPosition(const glm::ivec2& position) {
 }
 
 void Window::setSize(const glm::ivec2& size) {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     const ::Window window = xWindow(data->windowHandle);
@@ -761,8 +766,8 @@ void Window::setSize(const glm::ivec2& size) {
 }
 
 void Window::setTitle(StringView title) {
-    X11::Connection* connection = X11::existingConnection();
-    if (connection == nullptr || data->windowHandle == nullptr) {
+    X11::Connection* connection = connectionOf(*data);
+    if (connection == nullptr) {
         return;
     }
     const ::Window window = xWindow(data->windowHandle);
