@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Tarn/Foundation/Assert.h>
+#include <Tarn/Logging/LogManager.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -31,6 +32,14 @@ inline void failOnAssertion() {
 // quiet so that the log is readable, while the code after them still runs.
 inline void ignoreAssertions() {
     setAssertHandler([](const char*, const char*, int) {});
+}
+
+// Once per process, for surfaces that log what fuzzed input may legitimately cause (refused
+// frames, unknown pointers, short payloads): assertions are findings, and those log lines stay out
+// of the run's output.
+inline void failOnAssertionQuietly() {
+    static const bool once = (failOnAssertion(), Logging::setLoggerCategory(Logging::Category::Fatal), true);
+    (void)once;
 }
 
 } // namespace Tarn::Fuzz
