@@ -2,6 +2,7 @@
 #include <Tarn/Network/ConnectionTCP.h>
 #include <Tarn/Network/ConnectionUDP.h>
 
+#include "Network/Internal/ConnectingTurn.h"
 #include "Network/Internal/ConnectionFlags.h"
 #include "Network/Internal/NetworkLog.h"
 #include "Network/Internal/SocketApi.h"
@@ -15,6 +16,7 @@ namespace {
 long long printable(ConnectionBase::Socket socket) {
     return static_cast<long long>(socket);
 }
+
 } // namespace
 
 // ---- ConnectionBase ----------------------------------------------------------------------------
@@ -258,6 +260,10 @@ bool ConnectionTCP::isAutoConnectEnabled() const {
 }
 
 bool ConnectionTCP::reconnect() {
+    const ConnectingTurn turn(*this);
+    if (!turn) {
+        return false; // another thread is connecting this connection right now
+    }
     create();
     if (!isConnected()) {
         return false;
@@ -336,6 +342,10 @@ bool ConnectionTCP::processIncoming() {
 }
 
 bool ConnectionTCP::connect(const SockaddrIn& to) {
+    const ConnectingTurn turn(*this);
+    if (!turn) {
+        return false; // called on the network thread while another thread connects it
+    }
     address = to;
     return reconnect();
 }

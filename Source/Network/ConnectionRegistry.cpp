@@ -3,6 +3,7 @@
 #include <Tarn/Network/ConnectionBase.h>
 #include <Tarn/Network/ConnectionRegistry.h>
 
+#include "Network/Internal/ConnectingTurn.h"
 #include "Network/Internal/ConnectionFlags.h"
 #include "Network/Internal/NetworkLog.h"
 #include "Network/Internal/SocketPoller.h"
@@ -84,7 +85,9 @@ void buildWaitSet(Registry& shared) {
     const size_t count = active.size();
     auto watch = [&](ConnectionBase* connection) {
         const ConnectionBase::Socket socket = connection->getSocket();
-        if (socket != ConnectionBase::InvalidSocket && !poller.contains(socket)) {
+        // Not one that another thread is connecting: its socket may be replaced during the wait.
+        if (socket != ConnectionBase::InvalidSocket && !(connection->getFlags() & kFlagConnecting) &&
+            !poller.contains(socket)) {
             poller.add(socket, (connection->getFlags() & kFlagWantWrite) != 0);
             return true;
         }
@@ -164,7 +167,9 @@ void networkLoop() {
         shared.wakeState.exchange(kArmed, std::memory_order_acq_rel);
 
         for (ConnectionBase* connection : shared.active) {
-            connection->processOutgoing();
+            if (const ConnectingTurn turn(*connection); turn) {
+                connection->processOutgoing();
+            }
         }
         buildWaitSet(shared);
 
@@ -177,8 +182,9 @@ void networkLoop() {
         if (ready > 0) {
             for (size_t i = 0; i < shared.active.size(); ++i) {
                 ConnectionBase* connection = shared.active[i];
+                const ConnectingTurn turn(*connection);
                 const ConnectionBase::Socket socket = connection->getSocket();
-                if (socket != ConnectionBase::InvalidSocket && shared.poller.readable(socket)) {
+                if (turn && socket != ConnectionBase::InvalidSocket && shared.poller.readable(socket)) {
                     connection->processIncoming();
                 }
             }
@@ -281,6 +287,10 @@ bool isNetworkThreadRunning() {
 }
 
 namespace Detail {
+
+bool isNetworkThread() {
+    return onNetworkThread;
+}
 
 // The producer's half of the wake-up (the network thread's is in networkLoop). The message was
 // published by the queue before this call. Every change of wakeState is a read-modify-write, so

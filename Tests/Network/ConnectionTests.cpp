@@ -255,6 +255,48 @@ TEST(Connection, DisconnectWithAutoReconnectTowardsNothingFailsQuietlyAndStaysRe
     EXPECT_EQ(countLines(capture, "[Warning][Connection] "), 1u);
 }
 
+#if defined(__linux__)
+size_t openDescriptors() {
+    size_t count = 0;
+    if (DIR* descriptors = opendir("/proc/self/fd")) {
+        while (readdir(descriptors)) {
+            ++count;
+        }
+        closedir(descriptors);
+    }
+    return count;
+}
+#endif
+
+// The listener closes whatever it accepts, so the auto-reconnecting hub is reconnected by the
+// network thread again and again while this thread connects it too: one connect at a time, or
+// sockets leak (counted on Linux) and the address is raced (the TSan build reports it).
+TEST(Connection, ConnectWhileTheNetworkThreadReconnectsIsSerialised) {
+    ConnectionTCP listener;
+    ASSERT_TRUE(listener.listen(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
+    std::atomic<bool> passed{false}; // the thread has opened its wake-up descriptor
+    Probe probe([&] { passed = true; });
+    probe.serveWithoutSocket();
+    ASSERT_TRUE(waitUntil([&] { return passed.load(); }));
+#if defined(__linux__)
+    const size_t before = openDescriptors();
+#endif
+    {
+        ConnectionHub hub(1);
+        hub.enableAutoReconnect();
+        for (int i = 0; i < 1000; ++i) {
+            hub.connect(loopbackAddress(listener.getLocalPort()));
+        }
+        hub.disableAutoReconnect();
+        hub.disconnect();
+        EXPECT_FALSE(hub.isConnected());
+    }
+#if defined(__linux__)
+    EXPECT_TRUE(waitUntil([&] { return openDescriptors() == before; }))
+        << openDescriptors() << " vs " << before;
+#endif
+}
+
 TEST(Connection, NoDelayFollowsThePendingBit) {
     LoopbackSocket server = LoopbackSocket::listen();
     ConnectionTCP byDefault;

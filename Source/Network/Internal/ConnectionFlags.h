@@ -14,6 +14,10 @@ inline constexpr uint32_t kFlagWantWrite = 0x100000;
 /// is about to open the new socket itself.
 inline constexpr uint32_t kFlagCreating = 0x200000;
 
+/// Held while a thread connects the socket (connect, or reconnect from anywhere): see
+/// ConnectingTurn in the TCP connection.
+inline constexpr uint32_t kFlagConnecting = 0x400000;
+
 /// The top eight bits count the sockets closed on this connection, modulo 256. A hub compares it
 /// with the value it last saw to notice that its socket was replaced (by a disconnect and
 /// reconnect made anywhere), so that no half-sent or half-read frame carries over to the new one.
@@ -23,6 +27,9 @@ inline constexpr uint32_t kGenerationUnit = 1u << kGenerationShift;
 inline constexpr uint32_t generationOf(uint32_t flags) {
     return flags >> kGenerationShift;
 }
+
+/// Whether the calling thread is the registry's network thread.
+bool isNetworkThread();
 
 /// For ConnectionHub: called after a message was queued on a hub whose queue feeds a socket.
 /// Wakes the network thread if it is about to wait or waiting. Lock-free; any thread.
