@@ -45,7 +45,7 @@ constexpr size_t roundToLines(size_t size) {
 // out. Only when that stack is full are its two oldest chains joined, walking nodes released long
 // ago. Control blocks are all alike, so their order does not matter: `returned` refills `owned`
 // only when it runs dry, which touches the releasing thread's line least often.
-constexpr size_t kOlderChains = 16;
+constexpr size_t kOlderChains = 64;
 
 template <typename Node>
 struct FreeList {
