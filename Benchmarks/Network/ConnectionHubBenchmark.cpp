@@ -731,6 +731,8 @@ void BM_ThroughputTwoProcesses_ZeroMQ(benchmark::State& state) {
         }
     }
     zmq_send(push, nullptr, 0, 0); // the peer's end mark
+    const int linger = 1000;       // a peer that died must not hold up the end
+    zmq_setsockopt(push, ZMQ_LINGER, &linger, sizeof linger);
     zmq_close(push);
     zmq_close(pull);
     zmq_ctx_term(context);
