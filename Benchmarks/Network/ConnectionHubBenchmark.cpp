@@ -12,28 +12,43 @@
 // thread drains as it goes. Raw: frames
 // gathered into 64 KiB writes by the benchmark thread and cut apart by a reader thread. ZeroMQ:
 // PUSH/PULL. Bytes per second count payload bytes.
+//
+// Throughput between two processes (BM_ThroughputTwoProcesses_*): the same one-way traffic, but the
+// receiving end runs in a child process (NetworkTransportPeer, next to this program), so each end
+// has its own process and, for the hubs, its own network thread, as two applications have. The
+// peer acknowledges every batch over the same connection (ZeroMQ: on a second socket pair); each
+// iteration sends a batch and waits for its acknowledgement. The raw sender gathers frames into
+// 64 KiB writes as above; the raw receiver cuts them apart in the child.
 
 #include <Tarn/Network/ConnectionHub.h>
 #include <Tarn/Network/ConnectionRegistry.h>
 
 #include "MallocCount.h"
+#include "TransportPeer.h"
 
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <signal.h>
+#include <spawn.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <zmq.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <climits>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
+
+extern char** environ;
 
 namespace {
 using namespace Tarn::Network;
@@ -473,6 +488,257 @@ void BM_Throughput_ZeroMQ(benchmark::State& state) {
     state.counters["allocs/msg"] = double(mallocs) / messages;
 }
 BENCHMARK(BM_Throughput_ZeroMQ)->Arg(16)->Arg(1024)->UseRealTime()->MinTime(1.0);
+
+// ---- one-way throughput between two processes ---------------------------------------------------
+
+static_assert(Tarn::Bench::kPeerBatch == kBatch);
+constexpr auto kWindowSleep = std::chrono::microseconds(100);
+
+// The receiving process: NetworkTransportPeer from this program's directory, started with `kind`;
+// `where` is the first line it prints (where it listens). Reaped on destruction, killed if it has
+// not ended within the deadline.
+class PeerProcess {
+public:
+    explicit PeerProcess(const char* kind) {
+        char self[PATH_MAX] = {};
+        const ssize_t length = ::readlink("/proc/self/exe", self, sizeof self - 1);
+        if (length <= 0) {
+            return;
+        }
+        std::string path(self, static_cast<size_t>(length));
+        path = path.substr(0, path.rfind('/') + 1) + "NetworkTransportPeer";
+        int out[2];
+        if (::pipe(out) != 0) {
+            return;
+        }
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+        posix_spawn_file_actions_addclose(&actions, out[0]);
+        char* argv[] = {path.data(), const_cast<char*>(kind), nullptr};
+        if (posix_spawn(&pid, path.c_str(), &actions, nullptr, argv, environ) != 0) {
+            pid = -1;
+        }
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(out[1]);
+        if (pid > 0) {
+            FILE* stream = ::fdopen(out[0], "r");
+            char line[600] = {};
+            if (stream && std::fgets(line, sizeof line, stream)) {
+                where.assign(line, std::strcspn(line, "\n"));
+            }
+            if (stream) {
+                std::fclose(stream);
+            }
+        } else {
+            ::close(out[0]);
+        }
+    }
+    ~PeerProcess() {
+        if (pid <= 0) {
+            return;
+        }
+        int status = 0;
+        const auto end = Clock::now() + kDeadline;
+        while (::waitpid(pid, &status, WNOHANG) == 0) {
+            if (Clock::now() > end) {
+                ::kill(pid, SIGKILL);
+                ::waitpid(pid, &status, 0);
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+    bool ok() const { return pid > 0 && !where.empty(); }
+    std::string where;
+
+private:
+    pid_t pid = -1;
+};
+
+// The peer's acknowledgement: messages handled so far, and the peer's heap allocations so far.
+struct Ack {
+    uint64_t handled = 0;
+    uint64_t mallocs = 0;
+};
+
+void reportTwoProcesses(benchmark::State& state, size_t size, const Ack& first, const Ack& last) {
+    const double messages = double(state.iterations()) * kBatch;
+    state.SetItemsProcessed(static_cast<int64_t>(messages));
+    state.SetBytesProcessed(static_cast<int64_t>(messages * double(size)));
+    if (last.handled > first.handled) {
+        state.counters["receiver_allocs/msg"] =
+            double(last.mallocs - first.mallocs) / double(last.handled - first.handled);
+    }
+}
+
+class AckInbox : public MessageHub {
+public:
+    AckInbox() : MessageHub(0xACC) {}
+    ~AckInbox() override { disconnectFromAllSenders(); }
+    Ack last;
+
+private:
+    void processMessage(Message& message) override {
+        Ack ack;
+        if (message.read(&ack, sizeof ack) == sizeof ack) {
+            last = ack;
+        }
+    }
+};
+
+void BM_ThroughputTwoProcesses_ConnectionHub(benchmark::State& state) {
+    const auto size = static_cast<size_t>(state.range(0));
+    PeerProcess peer("hub");
+    if (!peer.ok()) {
+        state.SkipWithError("no peer process");
+        return;
+    }
+    AckInbox acks;
+    Ack first;
+    uint64_t producerMallocs = 0;
+    {
+        ConnectionHub client(0xC3);
+        client.addListener(&acks, false);
+        if (!client.connect(SockaddrIn(AddrIn(127, 0, 0, 1), static_cast<uint16_t>(std::stoi(peer.where))))) {
+            state.SkipWithError("connect failed");
+            return;
+        }
+        uint64_t sent = 0;
+        auto sendBatch = [&] {
+            for (int i = 0; i < kBatch; ++i) {
+                // The sender sleeps while its window is full, as a blocking send does (and ZeroMQ's
+                // at its high-water mark): a spinning sender takes a core from the network threads.
+                while (client.getNoOfQueuedMessages() >= kWindow) {
+                    std::this_thread::sleep_for(kWindowSleep);
+                }
+                client.queueMessage(makeMessage(2, size));
+            }
+            sent += kBatch;
+            return spinUntil([&] {
+                if (!acks.processMessages(0)) {
+                    std::this_thread::sleep_for(kWindowSleep);
+                }
+                return acks.last.handled >= sent;
+            });
+        };
+        sendBatch();
+        first = acks.last;
+        const uint64_t producerBefore = Tarn::Bench::threadMallocCalls();
+        for (auto _ : state) {
+            if (!sendBatch()) {
+                state.SkipWithError("messages lost or stuck");
+                break;
+            }
+        }
+        producerMallocs = Tarn::Bench::threadMallocCalls() - producerBefore;
+    }
+    reportTwoProcesses(state, size, first, acks.last);
+    state.counters["sender_allocs/msg"] = double(producerMallocs) / (double(state.iterations()) * kBatch);
+}
+BENCHMARK(BM_ThroughputTwoProcesses_ConnectionHub)->Arg(16)->Arg(1024)->UseRealTime()->MinTime(1.0);
+
+void BM_ThroughputTwoProcesses_RawSockets(benchmark::State& state) {
+    const auto size = static_cast<size_t>(state.range(0));
+    PeerProcess peer("raw");
+    if (!peer.ok()) {
+        state.SkipWithError("no peer process");
+        return;
+    }
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<uint16_t>(std::stoi(peer.where)));
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        ::close(fd);
+        state.SkipWithError("connect failed");
+        return;
+    }
+    const int on = 1;
+    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    std::vector<uint8_t> block(64 * 1024);
+    std::vector<uint8_t> payload(size, 0x5A);
+    uint64_t sent = 0;
+    Ack ack;
+    auto sendBatch = [&] {
+        size_t used = 0;
+        for (int i = 0; i < kBatch; ++i) {
+            if (block.size() - used < 16 + size) {
+                writeAll(fd, block.data(), used);
+                used = 0;
+            }
+            writeFrameHeader(block.data() + used, 2, size);
+            std::memcpy(block.data() + used + 16, payload.data(), size);
+            used += 16 + size;
+        }
+        writeAll(fd, block.data(), used);
+        sent += kBatch;
+        while (ack.handled < sent) {
+            if (!readAll(fd, reinterpret_cast<uint8_t*>(&ack), sizeof ack)) {
+                return false;
+            }
+        }
+        return true;
+    };
+    sendBatch();
+    const Ack first = ack;
+    for (auto _ : state) {
+        if (!sendBatch()) {
+            state.SkipWithError("frames lost");
+            break;
+        }
+    }
+    ::close(fd);
+    reportTwoProcesses(state, size, first, ack);
+}
+BENCHMARK(BM_ThroughputTwoProcesses_RawSockets)->Arg(16)->Arg(1024)->UseRealTime()->MinTime(1.0);
+
+void BM_ThroughputTwoProcesses_ZeroMQ(benchmark::State& state) {
+    const auto size = static_cast<size_t>(state.range(0));
+    PeerProcess peer("zmq");
+    const size_t space = peer.where.find(' ');
+    if (!peer.ok() || space == std::string::npos) {
+        state.SkipWithError("no peer process");
+        return;
+    }
+    void* context = zmq_ctx_new();
+    void* push = zmq_socket(context, ZMQ_PUSH);
+    void* pull = zmq_socket(context, ZMQ_PULL);
+    zmq_connect(push, peer.where.substr(0, space).c_str());
+    zmq_connect(pull, peer.where.substr(space + 1).c_str());
+    std::vector<uint8_t> payload(size, 0x5A);
+    uint64_t sent = 0;
+    Ack ack;
+    auto sendBatch = [&] {
+        for (int i = 0; i < kBatch; ++i) {
+            zmq_send(push, payload.data(), size, 0);
+        }
+        sent += kBatch;
+        while (ack.handled < sent) {
+            if (zmq_recv(pull, &ack, sizeof ack, 0) != sizeof ack) {
+                return false;
+            }
+        }
+        return true;
+    };
+    sendBatch();
+    const Ack first = ack;
+    for (auto _ : state) {
+        if (!sendBatch()) {
+            state.SkipWithError("messages lost");
+            break;
+        }
+    }
+    zmq_send(push, nullptr, 0, 0); // the peer's end mark
+    const int linger = 1000;       // a peer that died must not hold up the end
+    zmq_setsockopt(push, ZMQ_LINGER, &linger, sizeof linger);
+    zmq_close(push);
+    zmq_close(pull);
+    zmq_ctx_term(context);
+    reportTwoProcesses(state, size, first, ack);
+}
+BENCHMARK(BM_ThroughputTwoProcesses_ZeroMQ)->Arg(16)->Arg(1024)->UseRealTime()->MinTime(1.0);
 
 } // namespace
 

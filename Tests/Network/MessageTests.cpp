@@ -63,6 +63,55 @@ TEST(Message, PoolIsLastInFirstOutAfterOtherTraffic) {
     EXPECT_EQ(Message::getPooledCount(), 0u);
 }
 
+// Releases in bursts and allocations that leave part of each burst behind pile up many separate
+// free chains in the pool (more than it keeps apart, so the oldest are joined); whatever the
+// pattern, the message released last is the next one handed out.
+TEST(Message, PoolStaysLastInFirstOutAcrossManyReleaseBursts) {
+    Message::flush();
+    std::vector<MessagePtr> held;
+    for (uint32_t i = 0; i < 200; ++i) {
+        held.push_back(Message::allocate(i));
+    }
+    std::vector<const Message*> model; // the free messages, the next one to come out last
+    auto release = [&](size_t count, bool otherThread) {
+        std::vector<MessagePtr> batch(held.end() - static_cast<ptrdiff_t>(count), held.end());
+        held.resize(held.size() - count);
+        for (const MessagePtr& message : batch) {
+            model.push_back(message.get());
+        }
+        if (otherThread) {
+            std::thread([&] {
+                for (MessagePtr& message : batch) {
+                    message.reset(); // in order, as the model has them
+                }
+            }).join();
+        } else {
+            for (MessagePtr& message : batch) {
+                message.reset();
+            }
+        }
+    };
+    auto allocate = [&](size_t count) {
+        for (size_t i = 0; i < count; ++i) {
+            held.push_back(Message::allocate(1));
+            ASSERT_FALSE(model.empty());
+            EXPECT_EQ(held.back().get(), model.back()) << "allocation " << i;
+            model.pop_back();
+        }
+    };
+    for (int round = 0; round < 90; ++round) {
+        release(3, round % 3 == 0);
+        allocate(1);
+    }
+    EXPECT_EQ(Message::getPooledCount(), model.size());
+    allocate(model.size());
+    EXPECT_EQ(Message::getPooledCount(), 0u);
+    release(held.size(), false);
+    EXPECT_EQ(Message::getPooledCount(), 200u);
+    Message::flush();
+    EXPECT_EQ(Message::getPooledCount(), 0u);
+}
+
 TEST(Message, SteadyTrafficOfOneSizeDoesNotGrowStorage) {
     otherTraffic();
     const std::vector<uint8_t> payload(5000, 0x5A);
