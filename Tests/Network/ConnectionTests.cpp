@@ -118,7 +118,7 @@ TEST(Connection, LifeCycleLogLinesInOrder) {
 }
 
 // That a plain listener serves, accepting and closing, is checked around closedown below.
-TEST(Connection, ListenLogsItsLineAndATakenPortIsReported) {
+TEST(Connection, ListenLogsItsLineAndATakenPortIsReportedByListenAndBind) {
     LogCapture capture;
     ConnectionTCP first;
     ASSERT_TRUE(first.listen(AddrIn(127, 0, 0, 1), 0));
@@ -145,21 +145,17 @@ TEST(Connection, ListenLogsItsLineAndATakenPortIsReported) {
     EXPECT_EQ(countLines(capture, "[Info][Connection] Closing socket "), 1u);
     EXPECT_TRUE(first.disconnect());
     EXPECT_FALSE(first.isListening());
-}
 
-TEST(Connection, BindFailureNamesAddressPortAndErrno) {
-    ConnectionUDP first;
-    first.setDoNotProcess();
-    ASSERT_TRUE(first.bind(AddrIn(127, 0, 0, 1), 0));
-    const uint16_t port = first.getLocalPort();
-
-    LogCapture capture;
-    ConnectionUDP second;
-    second.setDoNotProcess();
-    EXPECT_FALSE(second.bind(AddrIn(127, 0, 0, 1), port));
-    EXPECT_FALSE(second.isConnected());
+    ConnectionUDP bound, taken;
+    bound.setDoNotProcess();
+    taken.setDoNotProcess();
+    ASSERT_TRUE(bound.bind(AddrIn(127, 0, 0, 1), 0));
+    capture.clear();
+    EXPECT_FALSE(taken.bind(AddrIn(127, 0, 0, 1), bound.getLocalPort()));
+    EXPECT_FALSE(taken.isConnected());
     const std::string prefix =
-        "[Error][Connection] Failed to bind to 127.0.0.1:" + std::to_string(port) + ". Error: ";
+        "[Error][Connection] Failed to bind to 127.0.0.1:" + std::to_string(bound.getLocalPort()) +
+        ". Error: ";
     EXPECT_EQ(countLines(capture, prefix), 1u) << testing::PrintToString(capture.lines());
 }
 
