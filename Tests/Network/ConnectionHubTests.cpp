@@ -9,9 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -148,69 +146,49 @@ private:
 
 /// A listener whose accept() makes a ConnectionHub for each client, owned by the registry (deleted
 /// when its socket closes), links it with `peer` both ways when one is given, or makes it echo
-/// what it receives otherwise. Its destructor has the registry delete the hubs still open and
-/// waits for that, so no test leaves one behind.
+/// what it receives otherwise. Its destructor waits for the registry to delete them (the tests'
+/// clients, made after it, have closed by then), so that no test leaves one behind.
 class HubServer : public ConnectionTCP {
 public:
-    struct State {
-        std::mutex mutex;
-        std::set<ConnectionHub*> alive;
-        std::atomic<int> accepted{0};
-        std::atomic<int> destroyed{0};
-    };
-
-    class ServedHub : public ConnectionHub {
-    public:
-        ServedHub(Socket socket, const SockaddrIn& address, std::shared_ptr<State> state)
-            : ConnectionHub(socket, address), state(std::move(state)) {}
-        ~ServedHub() override {
-            unregisterForDestruction();
-            std::lock_guard lock(state->mutex);
-            state->alive.erase(this);
-            state->destroyed.fetch_add(1);
-        }
-
-    private:
-        std::shared_ptr<State> state;
-    };
-
     explicit HubServer(MessageHub* peer = nullptr) : peer(peer) {}
     ~HubServer() override {
         unregisterForDestruction();
-        {
-            std::lock_guard lock(state->mutex);
-            for (ConnectionHub* hub : state->alive) {
-                hub->removeAndDelete();
-            }
-        }
-        waitUntil([&] {
-            std::lock_guard lock(state->mutex);
-            return state->alive.empty();
-        });
+        waitUntil([&] { return destroyed() == accepted(); });
     }
 
     ConnectionTCP* accept(Socket socket, const SockaddrIn& address) override {
-        auto* hub = new ServedHub(socket, address, state);
+        auto* hub = new ServedHub(socket, address, counts);
         hub->setDeleteOnClose();
         if (peer) {
             hub->addListener(peer, true);
         } else {
             hub->addListener(hub);
         }
-        {
-            std::lock_guard lock(state->mutex);
-            state->alive.insert(hub);
-        }
-        state->accepted.fetch_add(1);
+        counts->accepted.fetch_add(1);
         return hub;
     }
 
-    int accepted() const { return state->accepted.load(); }
-    int destroyed() const { return state->destroyed.load(); }
+    int accepted() const { return counts->accepted.load(); }
+    int destroyed() const { return counts->destroyed.load(); }
 
 private:
+    // Shared, as a hub may outlive the server when a test fails.
+    struct Counts {
+        std::atomic<int> accepted{0};
+        std::atomic<int> destroyed{0};
+    };
+    struct ServedHub : ConnectionHub {
+        ServedHub(Socket socket, const SockaddrIn& address, std::shared_ptr<Counts> counts)
+            : ConnectionHub(socket, address), counts(std::move(counts)) {}
+        ~ServedHub() override {
+            unregisterForDestruction();
+            counts->destroyed.fetch_add(1);
+        }
+        std::shared_ptr<Counts> counts;
+    };
+
     MessageHub* peer;
-    std::shared_ptr<State> state = std::make_shared<State>();
+    std::shared_ptr<Counts> counts = std::make_shared<Counts>();
 };
 
 MessagePtr makeMessage(uint32_t id, const std::vector<uint8_t>& payload) {
