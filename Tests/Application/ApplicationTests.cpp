@@ -1,4 +1,5 @@
 #include <Tarn/Application/Application.h>
+#include <Tarn/Application/Monitor.h>
 #include <Tarn/Application/WindowData.h>
 #include <Tarn/Logging/ConsoleLogger.h>
 #include <Tarn/Logging/Consumer.h>
@@ -115,10 +116,15 @@ TEST(Application, ArgumentTableAndLevelKeptWhenInitializeFails) {
     }
 }
 
-TEST(Application, NamesInByteOrderAndOutOfRangeQueries) {
+// processArg sees every well-formed argument and can drop it; names sort in byte order.
+TEST(Application, ProcessArgFiltersAndNamesSortInByteOrder) {
     ProbeApplication app;
     app.initializeResult = false;
-    app.start({"--b", "--\xc3\xa9t\xc3\xa9", "--B", "--a"});
+    app.start({"--secret=1", "--b", "--\xc3\xa9t\xc3\xa9", "--bad=1=2", "--B", "-no", "--a"});
+    EXPECT_EQ(
+        app.offered,
+        (std::vector<std::pair<std::string, std::string>>{
+            {"secret", "1"}, {"b", "true"}, {"\xc3\xa9t\xc3\xa9", "true"}, {"B", "true"}, {"a", "true"}}));
     ASSERT_EQ(app.getNoOfArgs(), 4u);
     const std::vector<std::string> order = {app.getArgName(0), app.getArgName(1), app.getArgName(2),
                                             app.getArgName(3)};
@@ -128,25 +134,6 @@ TEST(Application, NamesInByteOrderAndOutOfRangeQueries) {
     EXPECT_FALSE(app.hasArg("c"));
     EXPECT_EQ(app.getArgValue("c"), "");
     EXPECT_EQ(&app.getArgValue("c"), &app.getArgName(99)); // one static empty string
-}
-
-TEST(Application, ProcessArgSeesEveryWellFormedArgumentAndCanDropIt) {
-    ProbeApplication app;
-    app.initializeResult = false;
-    app.start({"--secret=1", "--keep=2", "--bad=1=2", "-no"});
-    EXPECT_EQ(app.offered,
-              (std::vector<std::pair<std::string, std::string>>{{"secret", "1"}, {"keep", "2"}}));
-    EXPECT_EQ(app.table(), (Table{{"keep", "2"}}));
-}
-
-TEST(Application, InjectArgRespectsOverwrite) {
-    ProbeApplication app;
-    app.injectArg("mode", "fast", false);
-    app.injectArg("mode", "slow", false);
-    EXPECT_EQ(app.getArgValue("mode"), "fast");
-    app.injectArg("mode", "slow", true);
-    EXPECT_EQ(app.getArgValue("mode"), "slow");
-    EXPECT_EQ(app.getNoOfArgs(), 1u);
 }
 
 TEST(Application, HelpPrintsTheSixLinesAndRunsNothingElse) {
@@ -187,13 +174,16 @@ TEST(Application, RunOrderAndCleanupWithAndWithoutWindow) {
     }
 }
 
-TEST(Application, CopiesCarryTableAndWindowData) {
+TEST(Application, InjectArgRespectsOverwriteAndCopiesCarryTableAndWindowData) {
     Tarn::WindowData window;
     ProbeApplication original;
     original.setWindowData(&window);
-    original.injectArg("a", "1");
+    original.injectArg("a", "1", false);
+    original.injectArg("a", "0", false);
+    EXPECT_EQ(original.getArgValue("a"), "1");
     Application copy(original);
-    original.injectArg("a", "2");
+    original.injectArg("a", "2", true);
+    EXPECT_EQ(original.getNoOfArgs(), 1u);
     EXPECT_EQ(copy.getArgValue("a"), "1");
     EXPECT_EQ(copy.getWindowData(), &window);
     Application assigned;
@@ -250,6 +240,15 @@ TEST(Application, DISABLED_ConsoleChild) {
     std::printf("console minimum %d\n",
                 static_cast<int>(Tarn::Logging::ConsoleLogger::instance().getMinimumCategory()));
     std::fflush(stdout);
+}
+
+// This program never enumerates before this test, so the table is as the library loaded it.
+TEST(Monitor, EmptyBeforeTheFirstEnumeration) {
+    EXPECT_EQ(Tarn::Monitor::getCount(), 0u);
+    EXPECT_EQ(Tarn::Monitor::findByName(""), nullptr);
+    EXPECT_EQ(Tarn::Monitor::findFromPoint({0, 0}), nullptr);
+    const Tarn::Monitor blank;
+    EXPECT_EQ(blank.getCentre(), glm::ivec2(0, 0));
 }
 
 #if defined(_WIN32)

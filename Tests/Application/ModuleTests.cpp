@@ -36,16 +36,6 @@ public:
 
 } // namespace
 
-TEST(Module, DefaultIsUnloadedWithoutHandle) {
-    const Module module;
-    EXPECT_EQ(module.getLoadStatus(), Module::LoadStatus::Unloaded);
-    EXPECT_EQ(module.getHandle(), nullptr);
-    EXPECT_EQ(module.getProcAddress(pluginSymbol), nullptr);
-    EXPECT_EQ(static_cast<uint32_t>(Module::LoadStatus::Loaded), 1u);
-    EXPECT_EQ(static_cast<uint32_t>(Module::LoadStatus::Failed), 2u);
-    EXPECT_EQ(sizeof(Module::LoadStatus), 4u);
-}
-
 // The short name follows the convention, the full file name loads unchanged; both reach the same
 // library, and an exported function is called through the looked-up address.
 TEST(Module, LoadsPluginByShortAndFullNameAndLooksUpSymbols) {
@@ -107,11 +97,19 @@ TEST(Module, SystemLibraryLoadsUnchanged) {
 }
 #endif
 
-// Equality needs both fields to match; copies carry both.
-TEST(Module, EqualityAndCopies) {
+// A default module is unloaded without a handle; equality needs both fields to match; copies carry
+// both.
+TEST(Module, DefaultStateEqualityAndCopies) {
+    const Module unloaded;
+    EXPECT_EQ(unloaded.getLoadStatus(), Module::LoadStatus::Unloaded);
+    EXPECT_EQ(unloaded.getHandle(), nullptr);
+    EXPECT_EQ(unloaded.getProcAddress(pluginSymbol), nullptr);
+    EXPECT_EQ(static_cast<uint32_t>(Module::LoadStatus::Loaded), 1u);
+    EXPECT_EQ(static_cast<uint32_t>(Module::LoadStatus::Failed), 2u);
+    EXPECT_EQ(sizeof(Module::LoadStatus), 4u);
+
     const PluginModule loaded("TarnTestPlugin");
     const PluginModule failed("TarnNoSuchPlugin");
-    const Module unloaded;
     Module copy(loaded);
     EXPECT_TRUE(copy == loaded);
     EXPECT_FALSE(copy != loaded);

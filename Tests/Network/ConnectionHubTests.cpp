@@ -1,19 +1,196 @@
 #include <Tarn/Network/ConnectionHub.h>
 
-#include "HubTestKit.h"
 #include "LogCapture.h"
 #include "LoopbackSocket.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 using namespace Tarn::Network;
 using namespace Tarn::Testing;
 
 namespace {
+
+SockaddrIn loopbackAddress(uint16_t port) {
+    return SockaddrIn(AddrIn(127, 0, 0, 1), port);
+}
+
+/// One frame as it goes on the wire: id, four zero bytes, length, payload, all little-endian.
+/// `announced` replaces the length field, for frames that lie about their size.
+std::vector<uint8_t> frame(uint32_t id, const std::vector<uint8_t>& payload,
+                           std::optional<uint64_t> announced = std::nullopt) {
+    const uint64_t length = announced.value_or(payload.size());
+    std::vector<uint8_t> bytes(16, 0);
+    for (int i = 0; i < 4; ++i) {
+        bytes[i] = static_cast<uint8_t>(id >> (8 * i));
+    }
+    for (int i = 0; i < 8; ++i) {
+        bytes[8 + i] = static_cast<uint8_t>(length >> (8 * i));
+    }
+    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    return bytes;
+}
+
+/// `size` bytes of a pattern that depends on `seed`, so that misplaced bytes show.
+std::vector<uint8_t> pattern(size_t size, uint32_t seed) {
+    std::vector<uint8_t> bytes(size);
+    uint32_t state = seed * 2654435761u + 1;
+    for (auto& byte : bytes) {
+        state = state * 1103515245u + 12345u;
+        byte = static_cast<uint8_t>(state >> 16);
+    }
+    return bytes;
+}
+
+struct Received {
+    uint32_t id;
+    std::vector<uint8_t> payload;
+    bool operator==(const Received&) const = default;
+};
+
+/// A hub that keeps every message it processes. Drive it with `collect`.
+class Collector : public MessageHub {
+public:
+    explicit Collector(uint32_t id = 0xC011EC70) : MessageHub(id) {}
+    ~Collector() override { disconnectFromAllSenders(); }
+
+    /// Processes queued messages until `count` have been received in all, or the deadline.
+    bool collect(size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
+        return waitUntil(
+            [&] {
+                processMessages(0);
+                return received.size() >= count;
+            },
+            timeout);
+    }
+
+    std::vector<Received> received;
+
+private:
+    void processMessage(Message& message) override {
+        received.push_back(
+            {message.getID(), std::vector<uint8_t>(message.data(), message.data() + message.size())});
+    }
+};
+
+/// Four producer threads queue numbered messages (id: the producer, payload: its 64-bit sequence
+/// number) on a target hub while the test's thread processes what reaches this one, checking that
+/// each producer's numbers arrive exactly once and in order.
+class SequenceChecker : public MessageHub {
+public:
+    static constexpr uint32_t kProducers = 4;
+    static constexpr uint64_t kPerProducer = 250000;
+    static constexpr uint64_t kTotal = kProducers * kPerProducer;
+
+    SequenceChecker() : MessageHub(0x5E0C) {}
+    ~SequenceChecker() override { disconnectFromAllSenders(); }
+
+    /// Runs the producers against `target` until everything arrived or the deadline. A producer
+    /// holds back while more than 4096 messages wait on `target` (each holds a kilobyte); each of
+    /// its waits has a deadline, so a stuck consumer ends it and the count then falls short.
+    void run(MessageHub& target, std::chrono::seconds timeout) {
+        std::atomic<bool> go{false};
+        std::vector<std::thread> producers;
+        for (uint32_t p = 0; p < kProducers; ++p) {
+            producers.emplace_back([&target, &go, p] {
+                if (!waitUntil([&] { return go.load(); })) {
+                    return;
+                }
+                for (uint64_t i = 0; i < kPerProducer; ++i) {
+                    if (target.getNoOfQueuedMessages() > 4096 &&
+                        !waitUntil([&] { return target.getNoOfQueuedMessages() <= 4096; })) {
+                        return;
+                    }
+                    MessagePtr message = Message::allocate(p);
+                    message->write64(i);
+                    target.queueMessage(message);
+                }
+            });
+        }
+        go = true;
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        while (received + faults < kTotal && std::chrono::steady_clock::now() < deadline) {
+            if (!processMessages(0)) {
+                std::this_thread::yield();
+            }
+        }
+        for (std::thread& producer : producers) {
+            producer.join();
+        }
+        processMessages(0);
+    }
+
+    uint64_t received = 0;
+    uint64_t faults = 0;
+
+private:
+    void processMessage(Message& message) override {
+        const uint32_t producer = message.getID();
+        if (message.size() != 8 || producer >= kProducers || message.read64() != next[producer]) {
+            ++faults;
+            return;
+        }
+        ++next[producer];
+        ++received;
+    }
+
+    uint64_t next[kProducers] = {};
+};
+
+/// A listener whose accept() makes a ConnectionHub for each client, owned by the registry (deleted
+/// when its socket closes), links it with `peer` both ways when one is given, or makes it echo
+/// what it receives otherwise. Its destructor waits for the registry to delete them (the tests'
+/// clients, made after it, have closed by then), so that no test leaves one behind.
+class HubServer : public ConnectionTCP {
+public:
+    explicit HubServer(MessageHub* peer = nullptr) : peer(peer) {}
+    ~HubServer() override {
+        unregisterForDestruction();
+        waitUntil([&] { return destroyed() == accepted(); });
+    }
+
+    ConnectionTCP* accept(Socket socket, const SockaddrIn& address) override {
+        auto* hub = new ServedHub(socket, address, counts);
+        hub->setDeleteOnClose();
+        if (peer) {
+            hub->addListener(peer, true);
+        } else {
+            hub->addListener(hub);
+        }
+        counts->accepted.fetch_add(1);
+        return hub;
+    }
+
+    int accepted() const { return counts->accepted.load(); }
+    int destroyed() const { return counts->destroyed.load(); }
+
+private:
+    // Shared, as a hub may outlive the server when a test fails.
+    struct Counts {
+        std::atomic<int> accepted{0};
+        std::atomic<int> destroyed{0};
+    };
+    struct ServedHub : ConnectionHub {
+        ServedHub(Socket socket, const SockaddrIn& address, std::shared_ptr<Counts> counts)
+            : ConnectionHub(socket, address), counts(std::move(counts)) {}
+        ~ServedHub() override {
+            unregisterForDestruction();
+            counts->destroyed.fetch_add(1);
+        }
+        std::shared_ptr<Counts> counts;
+    };
+
+    MessageHub* peer;
+    std::shared_ptr<Counts> counts = std::make_shared<Counts>();
+};
 
 MessagePtr makeMessage(uint32_t id, const std::vector<uint8_t>& payload) {
     MessagePtr message = Message::allocate(id);
@@ -60,6 +237,11 @@ TEST_F(HubWithRawPeer, OutgoingFramesAreLittleEndianWithZeroPadding) {
                                            'c', 9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(receive(expected.size()), expected);
     EXPECT_EQ(hub->getNoOfQueuedMessages(), 0u);
+
+    MessageHub producer(0x9E0D); // what a hub that it listens to sends goes out too
+    ASSERT_TRUE(hub->listenTo(&producer));
+    producer.sendMessage(makeMessage(5, {1, 2}));
+    EXPECT_EQ(receive(18), frame(5, {1, 2}));
 }
 
 TEST_F(HubWithRawPeer, IncomingFramesWholeSplitAndCombined) {
@@ -78,15 +260,8 @@ TEST_F(HubWithRawPeer, IncomingFramesWholeSplitAndCombined) {
     }
 
     ASSERT_TRUE(collector.collect(4));
-    ASSERT_EQ(collector.received.size(), 4u);
-    EXPECT_EQ(collector.received[0].id, 7u);
-    EXPECT_TRUE(collector.received[0].payload.empty());
-    EXPECT_EQ(collector.received[1].id, 0xFFFFFFFFu);
-    EXPECT_EQ(collector.received[1].payload, small);
-    EXPECT_EQ(collector.received[2].id, 8u);
-    EXPECT_EQ(collector.received[2].payload, std::vector<uint8_t>{42});
-    EXPECT_EQ(collector.received[3].id, 11u);
-    EXPECT_EQ(collector.received[3].payload, pattern(40, 2));
+    const std::vector<Received> expected = {{7, {}}, {0xFFFFFFFF, small}, {8, {42}}, {11, pattern(40, 2)}};
+    EXPECT_TRUE(collector.received == expected);
 }
 
 TEST_F(HubWithRawPeer, SixtyFourMebibyteFramesBothWays) {
@@ -101,13 +276,6 @@ TEST_F(HubWithRawPeer, SixtyFourMebibyteFramesBothWays) {
     const std::vector<uint8_t> header = receive(16);
     EXPECT_EQ(header, std::vector<uint8_t>(frame(65, {}, big.size())));
     EXPECT_TRUE(receive(big.size()) == big);
-}
-
-TEST_F(HubWithRawPeer, MessagesSentByAHubItListensToGoOut) {
-    MessageHub producer(0x9E0D);
-    ASSERT_TRUE(hub->listenTo(&producer));
-    producer.sendMessage(makeMessage(5, {1, 2}));
-    EXPECT_EQ(receive(18), frame(5, {1, 2}));
 }
 
 TEST_F(HubWithRawPeer, ARefusedLengthDropsTheConnectionAndNothingElse) {
@@ -170,10 +338,7 @@ TEST_F(HubWithRawPeer, PeerClosingMidFrameDropsThePartialMessage) {
         ASSERT_TRUE(send(whole));
         ASSERT_TRUE(collector.collect(2));
         collector.processMessages(0);
-        ASSERT_EQ(collector.received.size(), 2u);
-        EXPECT_EQ(collector.received[0].id, 20u);
-        EXPECT_EQ(collector.received[1].id, 21u);
-        EXPECT_EQ(collector.received[1].payload, pattern(5000, 5));
+        EXPECT_TRUE(collector.received == (std::vector<Received>{{20, {20}}, {21, pattern(5000, 5)}}));
         collector.received.clear();
     }
     hub->disableAutoReconnect();
@@ -258,4 +423,47 @@ TEST(ConnectionHub, DestroyedWhileTheNetworkThreadWorksOnIt) {
     }
     EXPECT_TRUE(waitUntil([&] { return server.destroyed() == server.accepted(); }));
     EXPECT_EQ(server.accepted(), 20);
+}
+
+// More connections than one wait watches (64): every one must still be served, in both directions.
+TEST(ConnectionLoad, OneHundredThirtyConnectionsAreAllServed) {
+    constexpr uint32_t kClients = 130;
+    HubServer server; // echoes
+    ASSERT_TRUE(server.listen(AddrIn(127, 0, 0, 1), 0));
+    std::vector<LoopbackSocket> clients;
+    for (uint32_t i = 0; i < kClients; ++i) {
+        clients.push_back(LoopbackSocket::connect(server.getLocalPort()));
+        ASSERT_TRUE(clients.back().valid()) << i;
+    }
+    ASSERT_TRUE(waitUntil([&] { return server.accepted() == int(kClients); }));
+    for (uint32_t i = 0; i < kClients; ++i) {
+        const std::vector<uint8_t> bytes = frame(i, pattern(i, i));
+        ASSERT_TRUE(clients[i].sendAll(bytes.data(), bytes.size()));
+    }
+    for (uint32_t i = 0; i < kClients; ++i) {
+        std::vector<uint8_t> echoed(16 + i);
+        ASSERT_TRUE(clients[i].receiveAll(echoed.data(), echoed.size(), std::chrono::seconds(20))) << i;
+        EXPECT_EQ(echoed, frame(i, pattern(i, i))) << i;
+    }
+    clients.clear();
+    EXPECT_TRUE(waitUntil([&] { return server.destroyed() == int(kClients); }));
+}
+
+// Into one hub on this thread, then through a pair of connection hubs over TCP.
+TEST(ConnectionLoad, FourProducersLoseAndReorderNothing) {
+    {
+        SequenceChecker hub;
+        hub.run(hub, std::chrono::seconds(120));
+        EXPECT_EQ(hub.faults, 0u);
+        EXPECT_EQ(hub.received, hub.kTotal);
+    }
+    Message::flush();
+    SequenceChecker checker;
+    HubServer server(&checker);
+    ASSERT_TRUE(server.listen(AddrIn(127, 0, 0, 1), 0));
+    ConnectionHub client(0x5E0D);
+    ASSERT_TRUE(client.connect(loopbackAddress(server.getLocalPort())));
+    checker.run(client, std::chrono::seconds(300));
+    EXPECT_EQ(checker.faults, 0u);
+    EXPECT_EQ(checker.received, checker.kTotal);
 }

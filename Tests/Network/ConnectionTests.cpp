@@ -1,7 +1,6 @@
 #include <Tarn/Network/Connection.h>
 
 #include "AssertRecorder.h"
-#include "HubTestKit.h"
 #include "LogCapture.h"
 #include "LoopbackSocket.h"
 
@@ -19,11 +18,14 @@
 
 using namespace Tarn::Network;
 using Tarn::Testing::LogCapture;
-using Tarn::Testing::loopbackAddress;
 using Tarn::Testing::LoopbackSocket;
 using Tarn::Testing::waitUntil;
 
 namespace {
+
+SockaddrIn loopbackAddress(uint16_t port) {
+    return SockaddrIn(AddrIn(127, 0, 0, 1), port);
+}
 
 std::string socketText(const ConnectionBase& connection) {
     return std::to_string(static_cast<long long>(connection.getSocket()));
@@ -62,6 +64,7 @@ public:
 } // namespace
 
 TEST(Connection, ConstructionStateAndConstants) {
+    LogCapture capture;
     ConnectionTCP tcp;
     ConnectionUDP udp;
     EXPECT_EQ(tcp.getFlags(), ConnectionBase::FlagNoDelayPending);
@@ -77,23 +80,19 @@ TEST(Connection, ConstructionStateAndConstants) {
     EXPECT_EQ(udp.proto(), 17);
     EXPECT_FALSE(udp.isAutoConnectEnabled());
     EXPECT_FALSE(udp.reconnect());
+    // Sending nothing and receiving into nothing succeed without a socket, and say nothing.
+    size_t count = 99;
+    EXPECT_TRUE(tcp.send("x", 0, count));
+    EXPECT_EQ(count, 0u);
+    count = 99;
+    EXPECT_TRUE(tcp.receive(nullptr, 0, count));
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(capture.count(), 0u);
     tcp.remove();
     EXPECT_TRUE(tcp.shouldRemove() && !tcp.shouldDelete());
     udp.removeAndDelete();
     udp.setDoNotProcess();
     EXPECT_EQ(udp.getFlags(), 0x7u);
-}
-
-TEST(Connection, SendOfNothingAndReceiveIntoNothingSucceedWithoutTheSocket) {
-    LogCapture capture;
-    ConnectionTCP unopened;
-    size_t count = 99;
-    EXPECT_TRUE(unopened.send("x", 0, count));
-    EXPECT_EQ(count, 0u);
-    count = 99;
-    EXPECT_TRUE(unopened.receive(nullptr, 0, count));
-    EXPECT_EQ(count, 0u);
-    EXPECT_EQ(capture.count(), 0u);
 }
 
 TEST(Connection, LifeCycleLogLinesInOrder) {
@@ -119,26 +118,19 @@ TEST(Connection, LifeCycleLogLinesInOrder) {
 }
 
 // That a plain listener serves, accepting and closing, is checked around closedown below.
-TEST(Connection, ListenLogsItsLineAndDisconnectStopsListening) {
+TEST(Connection, ListenLogsItsLineAndATakenPortIsReportedByListenAndBind) {
     LogCapture capture;
-    ConnectionTCP listener;
-    ASSERT_TRUE(listener.listen(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
-    EXPECT_TRUE(listener.isListening());
-    EXPECT_TRUE(capture.sawLine("[Info][Connection] Socket " + socketText(listener) +
-                                " listening for connections on 127.0.0.1:0."));
-    EXPECT_NE(listener.getLocalPort(), 0);
-    EXPECT_TRUE(listener.disconnect());
-    EXPECT_FALSE(listener.isListening());
-}
-
-TEST(Connection, ListenOnATakenPortIsReportedAndFails) {
     ConnectionTCP first;
-    ASSERT_TRUE(first.listen(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
+    ASSERT_TRUE(first.listen(AddrIn(127, 0, 0, 1), 0));
+    EXPECT_TRUE(first.isListening());
+    EXPECT_TRUE(capture.sawLine("[Info][Connection] Socket " + socketText(first) +
+                                " listening for connections on 127.0.0.1:0."));
     const uint16_t port = first.getLocalPort();
+    EXPECT_NE(port, 0);
 
-    LogCapture capture;
+    capture.clear();
     ConnectionTCP second;
-    EXPECT_FALSE(second.listen(Tarn::Network::AddrIn(127, 0, 0, 1), port));
+    EXPECT_FALSE(second.listen(AddrIn(127, 0, 0, 1), port));
     EXPECT_FALSE(second.isConnected());
     EXPECT_FALSE(second.isListening());
     bool reported = false;
@@ -151,21 +143,19 @@ TEST(Connection, ListenOnATakenPortIsReportedAndFails) {
     }
     EXPECT_TRUE(reported) << testing::PrintToString(capture.lines());
     EXPECT_EQ(countLines(capture, "[Info][Connection] Closing socket "), 1u);
-}
+    EXPECT_TRUE(first.disconnect());
+    EXPECT_FALSE(first.isListening());
 
-TEST(Connection, BindFailureNamesAddressPortAndErrno) {
-    ConnectionUDP first;
-    first.setDoNotProcess();
-    ASSERT_TRUE(first.bind(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
-    const uint16_t port = first.getLocalPort();
-
-    LogCapture capture;
-    ConnectionUDP second;
-    second.setDoNotProcess();
-    EXPECT_FALSE(second.bind(Tarn::Network::AddrIn(127, 0, 0, 1), port));
-    EXPECT_FALSE(second.isConnected());
+    ConnectionUDP bound, taken;
+    bound.setDoNotProcess();
+    taken.setDoNotProcess();
+    ASSERT_TRUE(bound.bind(AddrIn(127, 0, 0, 1), 0));
+    capture.clear();
+    EXPECT_FALSE(taken.bind(AddrIn(127, 0, 0, 1), bound.getLocalPort()));
+    EXPECT_FALSE(taken.isConnected());
     const std::string prefix =
-        "[Error][Connection] Failed to bind to 127.0.0.1:" + std::to_string(port) + ". Error: ";
+        "[Error][Connection] Failed to bind to 127.0.0.1:" + std::to_string(bound.getLocalPort()) +
+        ". Error: ";
     EXPECT_EQ(countLines(capture, prefix), 1u) << testing::PrintToString(capture.lines());
 }
 
@@ -174,8 +164,8 @@ TEST(Connection, DatagramsTravelBetweenTwoBoundSockets) {
     ConnectionUDP b;
     a.setDoNotProcess();
     b.setDoNotProcess();
-    ASSERT_TRUE(a.bind(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
-    ASSERT_TRUE(b.bind(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
+    ASSERT_TRUE(a.bind(AddrIn(127, 0, 0, 1), 0));
+    ASSERT_TRUE(b.bind(AddrIn(127, 0, 0, 1), 0));
     ASSERT_TRUE(b.setNonblocking(true));
 
     size_t count = 0;
@@ -340,7 +330,7 @@ TEST(Connection, AcceptedConnectionsGetNoDelayFromTheListenersPendingBit) {
         if (listenerCalledSetNoDelay) {
             server.setNoDelay(true);
         }
-        ASSERT_TRUE(server.listen(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
+        ASSERT_TRUE(server.listen(AddrIn(127, 0, 0, 1), 0));
         LoopbackSocket client = LoopbackSocket::connect(server.getLocalPort());
         ASSERT_TRUE(waitUntil([&] { return server.made.load() != nullptr; }));
         ConnectionTCP* accepted = server.made.load();
@@ -387,7 +377,7 @@ TEST(Registry, ClosedownTwiceThenAFreshThreadServes) {
     EXPECT_FALSE(isNetworkThreadRunning());
 
     ConnectionTCP listener;
-    ASSERT_TRUE(listener.listen(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
+    ASSERT_TRUE(listener.listen(AddrIn(127, 0, 0, 1), 0));
     EXPECT_TRUE(isNetworkThreadRunning());
     LoopbackSocket client = LoopbackSocket::connect(listener.getLocalPort());
     EXPECT_TRUE(client.waitForClose()); // served: accepted and refused
@@ -428,7 +418,7 @@ TEST(Registry, ClosedownOnTheNetworkThreadThrows) {
 #if defined(__linux__)
 TEST(Registry, TheThreadIsNamedNetwork) {
     ConnectionTCP listener;
-    ASSERT_TRUE(listener.listen(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
+    ASSERT_TRUE(listener.listen(AddrIn(127, 0, 0, 1), 0));
     bool found = false;
     if (DIR* tasks = opendir("/proc/self/task")) {
         while (dirent* entry = readdir(tasks)) {

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -189,4 +192,44 @@ TEST(MessageHub, FlushAndDestructionReturnEveryQueuedMessageToThePool) {
     }
     EXPECT_EQ(Message::getPooledCount(), 300u);
     Message::flush();
+}
+
+TEST(MessageHub, TwoHubsLinkingAndUnlinkingEachOtherDoNotDeadlock) {
+    // Heap-allocated and deliberately leaked on a timeout, when the threads can be neither joined
+    // nor safely left with destroyed hubs.
+    auto* a = new MessageHub(9101);
+    auto* b = new MessageHub(9102);
+    std::atomic<int> finished{0};
+    auto churn = [&finished](MessageHub* self, MessageHub* other) {
+        for (int i = 0; i < 10000; ++i) {
+            self->addListener(other, true);
+            self->sendMessage(Message::allocate(1));
+            if (i % 3 == 0) {
+                self->removeAllListeners();
+            } else {
+                self->removeListener(other);
+            }
+            other->listenTo(self);
+            self->disconnectFromAllSenders();
+            self->flushQueuedMessages();
+        }
+        finished.fetch_add(1);
+    };
+    std::thread first(churn, a, b);
+    std::thread second(churn, b, a);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (finished.load() < 2 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    if (finished.load() < 2) {
+        first.detach();
+        second.detach();
+        FAIL() << "the hubs deadlocked";
+    }
+    first.join();
+    second.join();
+    EXPECT_EQ(a->getListeners().size(), b->getSenders().size());
+    EXPECT_EQ(b->getListeners().size(), a->getSenders().size());
+    delete a;
+    delete b;
 }

@@ -27,7 +27,10 @@ bool available();
 /// Pumps this thread's window events until `done` holds or the deadline passes; returns `done()`.
 bool pumpUntil(const std::function<bool()>& done);
 /// Pumps for a short while, for "nothing else arrives" checks.
-void pumpFor(std::chrono::milliseconds span);
+inline void pumpFor(std::chrono::milliseconds span) {
+    const auto end = std::chrono::steady_clock::now() + span;
+    pumpUntil([&] { return std::chrono::steady_clock::now() > end; });
+}
 /// Runs xdotool with the given arguments; it may still be running when this returns.
 bool xdotool(const std::string& arguments);
 /// The X window that xdotool addresses for this window.

@@ -40,11 +40,6 @@ bool pumpUntil(const std::function<bool()>& done) {
     }
 }
 
-void pumpFor(std::chrono::milliseconds span) {
-    const auto end = std::chrono::steady_clock::now() + span;
-    pumpUntil([&] { return std::chrono::steady_clock::now() > end; });
-}
-
 // Wine cannot wait for a Linux process, so callers wait for the input's effect instead.
 bool xdotool(const std::string& arguments) {
     std::wstring command = Tarn::widen("/usr/bin/xdotool " + arguments);

@@ -11,6 +11,19 @@
 using namespace Tarn;
 using namespace DisplayHarness;
 
+namespace {
+// The window's move and size messages: two 32-bit little-endian integers.
+std::vector<uint8_t> payloadOf(glm::ivec2 value) {
+    std::vector<uint8_t> bytes;
+    for (const int32_t part : {value.x, value.y}) {
+        for (int shift = 0; shift < 32; shift += 8) {
+            bytes.push_back(static_cast<uint8_t>(static_cast<uint32_t>(part) >> shift));
+        }
+    }
+    return bytes;
+}
+} // namespace
+
 using WindowLife = DisplayTest;
 using WindowInput = DisplayTest;
 using Monitors = DisplayTest;
@@ -51,11 +64,8 @@ TEST_F(WindowLife, MoveResizeMinimiseMaximiseAndRestoreSendTheirMessages) {
     recorder.clear();
     input.window.setPosition({200, 150});
     ASSERT_TRUE(pumpUntil([&] { return recorder.saw(WindowEvent::Moved); }));
-    const glm::ivec2 origin = clientOrigin(input.window);
-    const std::vector<uint8_t> moved{
-        static_cast<uint8_t>(origin.x), static_cast<uint8_t>(origin.x >> 8), 0, 0,
-        static_cast<uint8_t>(origin.y), static_cast<uint8_t>(origin.y >> 8), 0, 0};
-    EXPECT_EQ(recorder.last(WindowEvent::Moved), moved) << "the client area's screen position";
+    EXPECT_EQ(recorder.last(WindowEvent::Moved), payloadOf(clientOrigin(input.window)))
+        << "the client area's screen position";
 
     recorder.clear();
     input.window.minimise();
@@ -76,10 +86,7 @@ TEST_F(WindowLife, MoveResizeMinimiseMaximiseAndRestoreSendTheirMessages) {
     input.window.restore();
     ASSERT_TRUE(pumpUntil([&] {
         const glm::ivec2 size = clientSize(input.window);
-        const std::vector<uint8_t> expected{
-            static_cast<uint8_t>(size.x), static_cast<uint8_t>(size.x >> 8), 0, 0,
-            static_cast<uint8_t>(size.y), static_cast<uint8_t>(size.y >> 8), 0, 0};
-        return recorder.last(WindowEvent::Resized) == expected && size != glm::ivec2(1920, 1080);
+        return recorder.last(WindowEvent::Resized) == payloadOf(size) && size != glm::ivec2(1920, 1080);
     })) << "the last size message gives the restored client size";
 }
 

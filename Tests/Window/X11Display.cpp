@@ -60,11 +60,6 @@ bool pumpUntil(const std::function<bool()>& done) {
     return pump.until(done);
 }
 
-void pumpFor(std::chrono::milliseconds span) {
-    const auto end = std::chrono::steady_clock::now() + span;
-    pumpUntil([&] { return std::chrono::steady_clock::now() > end; });
-}
-
 bool xdotool(const std::string& arguments) {
     // timeout(1) bounds the --sync waits, which would otherwise wait for ever.
     return std::system(("timeout 5 xdotool " + arguments).c_str()) == 0;

@@ -115,25 +115,22 @@ TEST_F(X11Window, EveryKeyTranslatesAndAltPressesAreNotReported) {
     Keyboard& keyboard = input.context.refKeyboard();
 
     struct Row {
-        const char* symbol;
+        std::string symbol;
         Key key;
         bool pressReported; // Windows reports Alt and F10 as system keys
     };
+    const auto after = [](Key first, uint32_t index) {
+        return static_cast<Key>(static_cast<uint32_t>(first) + index);
+    };
     std::vector<Row> rows;
-    static const char* const letters[] = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "l", "m",
-                                          "n", "o", "p", "q", "r", "s", "t", "u", "v", "w", "x", "y", "z"};
     for (uint32_t index = 0; index < 26; ++index) {
-        rows.push_back({letters[index], static_cast<Key>(static_cast<uint32_t>(Key::A) + index), true});
+        rows.push_back({std::string(1, static_cast<char>('a' + index)), after(Key::A, index), true});
     }
-    static const char* const digits[] = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"};
     for (uint32_t index = 0; index < 10; ++index) {
-        rows.push_back({digits[index], static_cast<Key>(static_cast<uint32_t>(Key::Key0) + index), true});
+        rows.push_back({std::string(1, static_cast<char>('0' + index)), after(Key::Key0, index), true});
     }
-    static const char* const functions[] = {"F1", "F2", "F3", "F4",  "F5",  "F6",
-                                            "F7", "F8", "F9", "F10", "F11", "F12"};
     for (uint32_t index = 0; index < 12; ++index) {
-        rows.push_back(
-            {functions[index], static_cast<Key>(static_cast<uint32_t>(Key::F1) + index), index != 9});
+        rows.push_back({"F" + std::to_string(index + 1), after(Key::F1, index), index != 9});
     }
     // The right-hand Shift and Control are left out: xdotool holds the left one around them.
     const Row named[] = {
@@ -164,7 +161,7 @@ TEST_F(X11Window, EveryKeyTranslatesAndAltPressesAreNotReported) {
     std::string command = "key --clearmodifiers";
     std::vector<Keyboard::Event> expected;
     for (const Row& row : rows) {
-        command += std::string(" ") + row.symbol;
+        command += " " + row.symbol;
         if (row.pressReported) {
             expected.push_back({Keyboard::Event::Type::KeyDown, 0.0, row.key, {}});
         }
@@ -323,7 +320,8 @@ TEST_F(X11Window, TouchAndPointerEventsTranslateAtTheBackendSeam) {
         {XI_ButtonPress, 8, 5.0, 6.0, 0, 0, 0},                 // back button: not reported
         {XI_ButtonRelease, 4, 5.0, 6.0, 0, 0, 0},               // wheel release: nothing
     };
-    for (const Row& row : rows) {
+    // Hands the window one XInput 2 event of the extension `extension`, as the pump would.
+    const auto deliver = [&](const Row& row, int extension) {
         input.recorder.clear();
         XIDeviceEvent device{};
         device.evtype = row.evtype;
@@ -333,12 +331,15 @@ TEST_F(X11Window, TouchAndPointerEventsTranslateAtTheBackendSeam) {
         device.flags = static_cast<int>(row.flags);
         XEvent generic{};
         generic.xcookie.type = GenericEvent;
-        generic.xcookie.extension = opcode;
+        generic.xcookie.extension = extension;
         generic.xcookie.evtype = row.evtype;
         generic.xcookie.data = &device;
         input.window.processWindowMessage(WindowMessage{
             input.window.getWindowData().windowHandle, GenericEvent, static_cast<uint64_t>(row.evtype),
             static_cast<int64_t>(reinterpret_cast<intptr_t>(&generic))});
+    };
+    for (const Row& row : rows) {
+        deliver(row, opcode);
         if (row.id == 0) {
             EXPECT_TRUE(input.recorder.ids.empty()) << row.evtype << " " << row.detail;
             continue;
@@ -354,26 +355,13 @@ TEST_F(X11Window, TouchAndPointerEventsTranslateAtTheBackendSeam) {
     // Wheel notches, and an event of another extension that shares the generic event type.
     const std::pair<int, int32_t> notches[] = {{4, 120}, {5, -120}};
     for (const auto& [button, delta] : notches) {
-        input.recorder.clear();
-        XIDeviceEvent device{};
-        device.evtype = XI_ButtonPress;
-        device.detail = button;
-        XEvent generic{};
-        generic.xcookie.type = GenericEvent;
-        generic.xcookie.extension = opcode;
-        generic.xcookie.data = &device;
-        input.window.processWindowMessage(
-            WindowMessage{input.window.getWindowData().windowHandle, GenericEvent, XI_ButtonPress,
-                          static_cast<int64_t>(reinterpret_cast<intptr_t>(&generic))});
+        const Row press{XI_ButtonPress, button, 0.0, 0.0, 0, Msg::InputWheel, 0};
+        deliver(press, opcode);
         ASSERT_EQ(input.recorder.ids, std::vector<uint32_t>{Msg::InputWheel});
         int32_t sent = 0;
         std::memcpy(&sent, input.recorder.payloads[0].data(), 4);
         EXPECT_EQ(sent, delta);
-        generic.xcookie.extension = opcode + 1;
-        input.recorder.clear();
-        input.window.processWindowMessage(
-            WindowMessage{input.window.getWindowData().windowHandle, GenericEvent, XI_ButtonPress,
-                          static_cast<int64_t>(reinterpret_cast<intptr_t>(&generic))});
+        deliver(press, opcode + 1);
         EXPECT_TRUE(input.recorder.ids.empty());
     }
 
