@@ -1,4 +1,5 @@
 #include <Tarn/Network/Connection.h>
+#include <Tarn/Network/ConnectionHub.h>
 
 #include "AssertRecorder.h"
 #include "LogCapture.h"
