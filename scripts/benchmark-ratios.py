@@ -46,6 +46,9 @@ PAIRS = [
     ("NetworkBenchmarks", "BM_Throughput_ConnectionHub/16/min_time:1.000/real_time", "BM_Throughput_ZeroMQ/16/min_time:1.000/real_time", "TCP 16 B time/msg vs ZeroMQ"),
     ("NetworkBenchmarks", "BM_Throughput_ConnectionHub/1024/min_time:1.000/real_time", "BM_Throughput_ZeroMQ/1024/min_time:1.000/real_time", "TCP 1 KiB time/msg vs ZeroMQ"),
     ("NetworkBenchmarks", "BM_Throughput_ConnectionHub/1024/min_time:1.000/real_time", "BM_Throughput_RawSockets/1024/min_time:1.000/real_time", "TCP 1 KiB time/msg vs raw"),
+    ("NetworkBenchmarks", "BM_ThroughputTwoProcesses_ConnectionHub/16/min_time:1.000/real_time", "BM_ThroughputTwoProcesses_ZeroMQ/16/min_time:1.000/real_time", "TCP 16 B two processes vs ZeroMQ"),
+    ("NetworkBenchmarks", "BM_ThroughputTwoProcesses_ConnectionHub/1024/min_time:1.000/real_time", "BM_ThroughputTwoProcesses_ZeroMQ/1024/min_time:1.000/real_time", "TCP 1 KiB two processes vs ZeroMQ"),
+    ("NetworkBenchmarks", "BM_ThroughputTwoProcesses_ConnectionHub/1024/min_time:1.000/real_time", "BM_ThroughputTwoProcesses_RawSockets/1024/min_time:1.000/real_time", "TCP 1 KiB two processes vs raw"),
 ]
 REAL_TIME = {"NetworkBenchmarks", "FilesBenchmark"}
 
