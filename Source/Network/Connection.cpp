@@ -300,6 +300,13 @@ bool ConnectionTCP::reconnect() {
 }
 
 bool ConnectionTCP::disconnect() {
+    // Not while the network thread reads or writes the socket (another thread waits for the
+    // pass to be done with it); the network thread itself leaves a connection being connected
+    // elsewhere to that connect, whose socket is the one that counts.
+    const ConnectingTurn turn(*this);
+    if (!turn) {
+        return true;
+    }
     const Socket open = getSocket();
     if (open != InvalidSocket) {
         connectionLog().log(Category::Info, "Disconnecting socket %lld.", printable(open));

@@ -260,8 +260,9 @@ size_t openDescriptors() {
 #endif
 
 // The listener closes whatever it accepts, so the auto-reconnecting hub is reconnected by the
-// network thread again and again while this thread connects it too: one connect at a time, or
-// sockets leak (counted on Linux) and the address is raced (the TSan build reports it).
+// network thread again and again while this thread connects and disconnects it too: one thread
+// at a time, or sockets leak (counted on Linux), the address is raced (the TSan build reports it)
+// and the thread blocks reading a socket number reopened by the other thread.
 TEST(Connection, ConnectWhileTheNetworkThreadReconnectsIsSerialised) {
     ConnectionTCP listener;
     ASSERT_TRUE(listener.listen(Tarn::Network::AddrIn(127, 0, 0, 1), 0));
@@ -276,7 +277,11 @@ TEST(Connection, ConnectWhileTheNetworkThreadReconnectsIsSerialised) {
         ConnectionHub hub(1);
         hub.enableAutoReconnect();
         for (int i = 0; i < 1000; ++i) {
-            hub.connect(loopbackAddress(listener.getLocalPort()));
+            if (i % 4 == 3) {
+                hub.disconnect(); // and reconnect, closing the socket the thread may be reading
+            } else {
+                hub.connect(loopbackAddress(listener.getLocalPort()));
+            }
         }
         hub.disableAutoReconnect();
         hub.disconnect();
