@@ -438,7 +438,8 @@ int32_t ConnectionUDP::proto() const {
 }
 
 bool ConnectionUDP::disconnect() {
-    if (isConnected()) {
+    const ConnectingTurn turn(*this); // as for TCP: not under a pass that reads the socket
+    if (turn && isConnected()) {
         close();
     }
     return true;
