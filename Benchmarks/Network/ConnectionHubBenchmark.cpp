@@ -313,6 +313,17 @@ BENCHMARK(BM_RoundTrip16_ZeroMQ)->UseRealTime()->MinTime(1.0);
 
 // ---- one-way throughput --------------------------------------------------------------------------
 
+// One batch per iteration; a batch that fails ends the run with `failure`.
+template <typename Batch>
+void timeBatches(benchmark::State& state, Batch& sendBatch, const char* failure) {
+    for (auto _ : state) {
+        if (!sendBatch()) {
+            state.SkipWithError(failure);
+            break;
+        }
+    }
+}
+
 void BM_Throughput_ConnectionHub(benchmark::State& state) {
     const auto size = static_cast<size_t>(state.range(0));
     Inbox inbox;
@@ -355,12 +366,7 @@ void BM_Throughput_ConnectionHub(benchmark::State& state) {
         sendBatch(); // warm-up: fills the pool and sizes the buffers
         const uint64_t before = Tarn::Bench::mallocCalls();
         const uint64_t producerBefore = Tarn::Bench::threadMallocCalls();
-        for (auto _ : state) {
-            if (!sendBatch()) {
-                state.SkipWithError("messages lost or stuck");
-                break;
-            }
-        }
+        timeBatches(state, sendBatch, "messages lost or stuck");
         mallocs = Tarn::Bench::mallocCalls() - before;
         producerMallocs = Tarn::Bench::threadMallocCalls() - producerBefore;
     }
@@ -424,12 +430,7 @@ void BM_Throughput_RawSockets(benchmark::State& state) {
         return spinUntil([&] { return handled.load(std::memory_order_acquire) >= sent; });
     };
     sendBatch();
-    for (auto _ : state) {
-        if (!sendBatch()) {
-            state.SkipWithError("frames lost");
-            break;
-        }
-    }
+    timeBatches(state, sendBatch, "frames lost");
     ::shutdown(pair.a, SHUT_RDWR);
     reader.join();
     const double messages = double(state.iterations()) * kBatch;
@@ -471,12 +472,7 @@ void BM_Throughput_ZeroMQ(benchmark::State& state) {
     };
     sendBatch();
     const uint64_t before = Tarn::Bench::mallocCalls();
-    for (auto _ : state) {
-        if (!sendBatch()) {
-            state.SkipWithError("messages lost");
-            break;
-        }
-    }
+    timeBatches(state, sendBatch, "messages lost");
     const uint64_t mallocs = Tarn::Bench::mallocCalls() - before;
     zmq_close(push);
     zmq_ctx_shutdown(context);
@@ -625,12 +621,7 @@ void BM_ThroughputTwoProcesses_ConnectionHub(benchmark::State& state) {
         sendBatch();
         first = acks.last;
         const uint64_t producerBefore = Tarn::Bench::threadMallocCalls();
-        for (auto _ : state) {
-            if (!sendBatch()) {
-                state.SkipWithError("messages lost or stuck");
-                break;
-            }
-        }
+        timeBatches(state, sendBatch, "messages lost or stuck");
         producerMallocs = Tarn::Bench::threadMallocCalls() - producerBefore;
     }
     reportTwoProcesses(state, size, first, acks.last);
@@ -683,12 +674,7 @@ void BM_ThroughputTwoProcesses_RawSockets(benchmark::State& state) {
     };
     sendBatch();
     const Ack first = ack;
-    for (auto _ : state) {
-        if (!sendBatch()) {
-            state.SkipWithError("frames lost");
-            break;
-        }
-    }
+    timeBatches(state, sendBatch, "frames lost");
     ::close(fd);
     reportTwoProcesses(state, size, first, ack);
 }
@@ -724,12 +710,7 @@ void BM_ThroughputTwoProcesses_ZeroMQ(benchmark::State& state) {
     };
     sendBatch();
     const Ack first = ack;
-    for (auto _ : state) {
-        if (!sendBatch()) {
-            state.SkipWithError("messages lost");
-            break;
-        }
-    }
+    timeBatches(state, sendBatch, "messages lost");
     zmq_send(push, nullptr, 0, 0); // the peer's end mark
     const int linger = 1000;       // a peer that died must not hold up the end
     zmq_setsockopt(push, ZMQ_LINGER, &linger, sizeof linger);
