@@ -182,9 +182,13 @@ void networkLoop() {
         if (ready > 0) {
             for (size_t i = 0; i < shared.active.size(); ++i) {
                 ConnectionBase* connection = shared.active[i];
-                const ConnectingTurn turn(*connection);
                 const ConnectionBase::Socket socket = connection->getSocket();
-                if (turn && socket != ConnectionBase::InvalidSocket && shared.poller.readable(socket)) {
+                if (socket == ConnectionBase::InvalidSocket || !shared.poller.readable(socket)) {
+                    continue;
+                }
+                // The turn only for the readable ones; the socket must still be the one watched.
+                const ConnectingTurn turn(*connection);
+                if (turn && connection->getSocket() == socket) {
                     connection->processIncoming();
                 }
             }
