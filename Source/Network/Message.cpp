@@ -1,11 +1,11 @@
 #include "Network/Internal/SpinLock.h"
 #include <Tarn/Network/Message.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <new>
+#include <vector>
 
 namespace Tarn::Network {
 
@@ -40,18 +40,18 @@ constexpr size_t roundToLines(size_t size) {
 // before `allocate` pops. It is not spliced there: finding the end of the taken chain would walk
 // nodes that the releasing thread has just written, one dependent cache miss after another, under
 // the lock (profiled: two thirds of `allocate`'s time, a quarter of a network thread's, when
-// messages die on another core). The earlier `owned` is pushed whole onto `older`, a short stack
-// of chains, and the taken chain becomes `owned`; a chain is resumed when the one above it runs
-// out. Only when that stack is full are its two oldest chains joined, walking nodes released long
-// ago. Control blocks are all alike, so their order does not matter: `returned` refills `owned`
-// only when it runs dry, which touches the releasing thread's line least often.
-constexpr size_t kOlderChains = 64;
-
+// messages die on another core). The earlier `owned` is pushed whole onto `older`, a stack of
+// chains, and the taken chain becomes `owned`; a chain is resumed when the one above it runs out.
+// The stack is not bounded: it holds at most one entry per pooled message, and it grows only to
+// its high-water mark. (Bounding it meant joining chains when it filled, a walk to a chain's end
+// for every exchange once it was full: a third of `allocate`'s time on a receiving network
+// thread, where bursts leave long chains behind.) Control blocks are all alike, so their order
+// does not matter: `returned` refills `owned` only when it runs dry, which touches the releasing
+// thread's line least often.
 template <typename Node>
 struct FreeList {
     Node* owned = nullptr;
-    Node* older[kOlderChains] = {}; // chains below `owned`, the newest last; messages only
-    size_t olderCount = 0;
+    std::vector<Node*> older; // chains below `owned`, the newest last; messages only
     // On a cache line of its own: the releasing thread writes it once per message, and on the
     // line of the lock and the owned ends it would pull that line away from the allocating thread
     // every time.
@@ -79,23 +79,18 @@ void pushReturned(FreeList<Node>& list, Node* node) {
 // fetch its cache line twice (to read, then to write) instead of once.
 template <typename Node>
 Node* popNewest(FreeList<Node>& list) {
+    // Room first, so that growing the stack cannot fail once a chain has been taken.
+    if (list.owned && list.older.size() == list.older.capacity()) {
+        list.older.reserve(2 * list.older.capacity() + 16);
+    }
     if (Node* chain = list.returned.exchange(nullptr, std::memory_order_acquire)) {
         if (list.owned) {
-            if (list.olderCount == kOlderChains) {
-                // The two oldest chains become one: the newer of them goes on top of the other.
-                Node* tail = list.older[1];
-                while (nextOf(tail)) {
-                    tail = nextOf(tail);
-                }
-                nextOf(tail) = list.older[0];
-                std::copy(list.older + 1, list.older + kOlderChains, list.older);
-                --list.olderCount;
-            }
-            list.older[list.olderCount++] = list.owned;
+            list.older.push_back(list.owned);
         }
         list.owned = chain;
-    } else if (!list.owned && list.olderCount != 0) {
-        list.owned = list.older[--list.olderCount];
+    } else if (!list.owned && !list.older.empty()) {
+        list.owned = list.older.back();
+        list.older.pop_back();
     }
     Node* node = list.owned;
     if (node) {
@@ -124,8 +119,8 @@ uint64_t countFree(const FreeList<Node>& list) {
     for (Node* node = list.owned; node; node = nextOf(node)) {
         ++count;
     }
-    for (size_t i = 0; i < list.olderCount; ++i) {
-        for (Node* node = list.older[i]; node; node = nextOf(node)) {
+    for (Node* chain : list.older) {
+        for (Node* node = chain; node; node = nextOf(node)) {
             ++count;
         }
     }
@@ -139,9 +134,10 @@ uint64_t countFree(const FreeList<Node>& list) {
 template <typename Node>
 Node* takeAll(FreeList<Node>& list) {
     Node* chain = list.returned.exchange(nullptr, std::memory_order_acquire);
-    while (list.owned || list.olderCount != 0) {
+    while (list.owned || !list.older.empty()) {
         if (!list.owned) {
-            list.owned = list.older[--list.olderCount];
+            list.owned = list.older.back();
+            list.older.pop_back();
         }
         Node* node = list.owned;
         list.owned = nextOf(node);
