@@ -6,6 +6,7 @@
 #include "Network/Internal/ConnectingTurn.h"
 #include "Network/Internal/ConnectionFlags.h"
 #include "Network/Internal/NetworkLog.h"
+#include "Network/Internal/ReleaseBatch.h"
 #include "Network/Internal/SocketPoller.h"
 
 #include <algorithm>
@@ -166,9 +167,13 @@ void networkLoop() {
         // finds kArmed and wakes the wait (see outputQueued).
         shared.wakeState.exchange(kArmed, std::memory_order_acq_rel);
 
-        for (ConnectionBase* connection : shared.active) {
-            if (const ConnectingTurn turn(*connection); turn) {
-                connection->processOutgoing();
+        {
+            // The messages sent in this pass go back to the pool together, before the wait.
+            const Detail::MessageReleaseBatch batch;
+            for (ConnectionBase* connection : shared.active) {
+                if (const ConnectingTurn turn(*connection); turn) {
+                    connection->processOutgoing();
+                }
             }
         }
         buildWaitSet(shared);
@@ -180,6 +185,7 @@ void networkLoop() {
         lock.lock();
 
         if (ready > 0) {
+            const Detail::MessageReleaseBatch batch;
             for (size_t i = 0; i < shared.active.size(); ++i) {
                 ConnectionBase* connection = shared.active[i];
                 const ConnectionBase::Socket socket = connection->getSocket();

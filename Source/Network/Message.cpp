@@ -1,3 +1,4 @@
+#include "Network/Internal/ReleaseBatch.h"
 #include "Network/Internal/SpinLock.h"
 #include <Tarn/Network/Message.h>
 
@@ -18,6 +19,15 @@ constexpr uint64_t kReservedPayload = 1024;
 // fills one cache line of its own, for the reason messages do.
 constexpr size_t kControlBlockSize = 64;
 constexpr std::align_val_t kLineAlignment{64};
+
+// A hint only: a null or stale address is harmless.
+inline void prefetchForWrite(const void* address) {
+#if defined(__GNUC__)
+    __builtin_prefetch(address, 1);
+#else
+    static_cast<void>(address);
+#endif
+}
 
 constexpr size_t roundToLines(size_t size) {
     return (size + 63) & ~size_t(63);
@@ -74,16 +84,30 @@ void pushReturned(FreeList<Node>& list, Node* node) {
                                                   std::memory_order_relaxed));
 }
 
-// Call with the pool lock held: the most recently released node. One exchange whether or not
-// anything came back: when the releasing thread pushed since the last call, a look first would
-// fetch its cache line twice (to read, then to write) instead of once.
+// `oldest` ends the chain that starts at `newest`; the chain goes on top of what is there.
+template <typename Node>
+void pushChain(FreeList<Node>& list, Node* newest, Node* oldest) {
+    Node* head = list.returned.load(std::memory_order_relaxed);
+    do {
+        nextOf(oldest) = head;
+    } while (!list.returned.compare_exchange_weak(head, newest, std::memory_order_release,
+                                                  std::memory_order_relaxed));
+}
+
+// Call with the pool lock held: the most recently released node. A look before the exchange:
+// releases mostly come back in batches (Detail::MessageReleaseBatch), so most calls find nothing
+// there and pay neither the locked instruction nor the line's trip to this core for writing.
 template <typename Node>
 Node* popNewest(FreeList<Node>& list) {
     // Room first, so that growing the stack cannot fail once a chain has been taken.
     if (list.owned && list.older.size() == list.older.capacity()) {
         list.older.reserve(2 * list.older.capacity() + 16);
     }
-    if (Node* chain = list.returned.exchange(nullptr, std::memory_order_acquire)) {
+    Node* chain = nullptr;
+    if (list.returned.load(std::memory_order_relaxed)) {
+        chain = list.returned.exchange(nullptr, std::memory_order_acquire);
+    }
+    if (chain) {
         if (list.owned) {
             list.older.push_back(list.owned);
         }
@@ -160,7 +184,70 @@ MessagePool& pool() {
     return *instance;
 }
 
+// What a thread inside a release batch has released and not yet handed back: a chain per kind,
+// newest first, with its oldest node for the hand-back in one compare-and-swap.
+template <typename Node>
+struct KeptChain {
+    Node* newest = nullptr;
+    Node* oldest = nullptr;
+
+    void push(Node* node) {
+        nextOf(node) = newest;
+        if (!newest) {
+            oldest = node;
+        }
+        newest = node;
+    }
+    Node* pop() {
+        Node* node = newest;
+        if (node) {
+            newest = nextOf(node);
+            if (!newest) {
+                oldest = nullptr;
+            }
+        }
+        return node;
+    }
+    void handBack(FreeList<Node>& list) {
+        if (newest) {
+            pushChain(list, newest, oldest);
+            newest = oldest = nullptr;
+        }
+    }
+};
+
+constexpr unsigned kBatchLimit = 64;
+
+struct KeptReleases {
+    KeptChain<Message> messages;
+    KeptChain<void> controlBlocks;
+    unsigned depth = 0; // nesting of live batches
+    unsigned count = 0; // nodes in both chains
+
+    void handBack() {
+        messages.handBack(pool().messages);
+        controlBlocks.handBack(pool().controlBlocks);
+        count = 0;
+    }
+};
+
+// Touched for every message a batching thread releases or allocates; on ELF targets the
+// initial-exec model makes that one load instead of a call to find the thread's block.
+#if defined(__ELF__)
+thread_local KeptReleases kept __attribute__((tls_model("initial-exec")));
+#else
+thread_local KeptReleases kept;
+#endif
+
 void releaseControlBlock(void* block) {
+    KeptReleases& mine = kept;
+    if (mine.depth != 0) {
+        mine.controlBlocks.push(block);
+        if (++mine.count >= kBatchLimit) {
+            mine.handBack();
+        }
+        return;
+    }
     pushReturned(pool().controlBlocks, block);
 }
 
@@ -218,16 +305,46 @@ Message*& poolLink(Message* message) noexcept {
     return message->nextFree;
 }
 
+namespace {
+// Two deep: the call before fetched these nodes' lines, so reading them now rarely waits, and the
+// payload and the nodes after them get a whole call's lead. Call where the nodes cannot be taken
+// by another thread meanwhile (its own kept chains, or under the pool lock).
+void prefetchAfter(Message* nextMessage, void* nextBlock) {
+    if (nextMessage) {
+        prefetchForWrite(nextMessage);
+        prefetchForWrite(nextMessage->data());
+        prefetchForWrite(nextOf(nextMessage));
+    }
+    if (nextBlock) {
+        prefetchForWrite(nextBlock);
+        prefetchForWrite(nextOf(nextBlock));
+    }
+}
+} // namespace
+
 std::shared_ptr<Message> Message::allocate(uint32_t id) {
-    Message* message = nullptr;
-    void* controlBlock = nullptr;
-    {
+    // The nodes are usually written last by the thread that released them, on another core; the
+    // prefetches let them travel while the caller fills this message.
+    KeptReleases& mine = kept;
+    Message* message = mine.messages.pop();
+    void* controlBlock = mine.controlBlocks.pop();
+    mine.count -= (message != nullptr) + (controlBlock != nullptr);
+    if (message && controlBlock) {
+        prefetchAfter(mine.messages.newest, mine.controlBlocks.newest);
+    } else {
         auto& shared = pool();
         std::lock_guard lock(shared.lock);
-        message = popNewest(shared.messages);
-        controlBlock = popAny(shared.controlBlocks);
+        if (!message) {
+            message = popNewest(shared.messages);
+        }
+        if (!controlBlock) {
+            controlBlock = popAny(shared.controlBlocks);
+        }
+        prefetchAfter(shared.messages.owned, shared.controlBlocks.owned);
     }
-    if (!message) {
+    if (message) {
+        prefetchForWrite(message->data()); // for the first call after a gap
+    } else {
         message = new Message();
     }
     message->id = id;
@@ -241,12 +358,21 @@ std::shared_ptr<Message> Message::allocate(uint32_t id) {
 void Message::deleteMessage(Message* message) {
     // The message is no longer shared, so emptying it needs no lock; the storage stays for reuse.
     message->resize(0, true, false);
+    KeptReleases& mine = kept;
+    if (mine.depth != 0) {
+        mine.messages.push(message);
+        if (++mine.count >= kBatchLimit) {
+            mine.handBack();
+        }
+        return;
+    }
     pushReturned(pool().messages, message);
 }
 
 void Message::flush() {
     Message* messages = nullptr;
     void* controlBlocks = nullptr;
+    kept.handBack(); // this thread's batch, if it is inside one
     {
         auto& shared = pool();
         std::lock_guard lock(shared.lock);
@@ -264,9 +390,26 @@ void Message::flush() {
 }
 
 uint64_t Message::getPooledCount() {
+    uint64_t count = 0;
+    for (Message* message = kept.messages.newest; message; message = message->nextFree) {
+        ++count;
+    }
     auto& shared = pool();
     std::lock_guard lock(shared.lock);
-    return countFree(shared.messages);
+    return count + countFree(shared.messages);
 }
+
+namespace Detail {
+MessageReleaseBatch::MessageReleaseBatch() noexcept {
+    ++kept.depth;
+}
+
+MessageReleaseBatch::~MessageReleaseBatch() {
+    KeptReleases& mine = kept;
+    if (--mine.depth == 0) {
+        mine.handBack();
+    }
+}
+} // namespace Detail
 
 } // namespace Tarn::Network

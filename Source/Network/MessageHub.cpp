@@ -1,6 +1,7 @@
 #include <Tarn/Network/MessageHub.h>
 
 #include "Network/Internal/MessageQueue.h"
+#include "Network/Internal/ReleaseBatch.h"
 
 #include <algorithm>
 #include <utility>
@@ -215,6 +216,7 @@ void MessageHub::flushQueuedMessages() {
 }
 
 bool MessageHub::processMessages(int maxCount) {
+    const Detail::MessageReleaseBatch batch; // the drained messages go back to the pool together
     const bool hadMessages = queue->size() != 0;
     uint64_t remaining = maxCount > 0 ? uint64_t(maxCount) : UINT64_MAX;
     for (; remaining != 0; --remaining) {

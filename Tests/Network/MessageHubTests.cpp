@@ -194,6 +194,47 @@ TEST(MessageHub, FlushAndDestructionReturnEveryQueuedMessageToThePool) {
     Message::flush();
 }
 
+// Draining a queue hands the messages back to the pool together, yet the pool stays last in, first
+// out: on the draining thread while it drains, and for every thread once the drain is over.
+TEST(MessageHub, DrainedMessagesComeBackNewestFirst) {
+    class AllocatingHub : public MessageHub {
+    public:
+        AllocatingHub() : MessageHub(7003) {}
+        const Message* allocatedDuringTen = nullptr;
+
+    private:
+        void processMessage(Message& message) override {
+            if (message.getID() == 10) {
+                allocatedDuringTen = Message::allocate(0).get();
+            }
+        }
+    };
+    Message::flush();
+    AllocatingHub hub;
+    std::vector<const Message*> queued;
+    for (uint32_t i = 0; i < 100; ++i) {
+        MessagePtr message = Message::allocate(i);
+        queued.push_back(message.get());
+        hub.queueMessage(message);
+    }
+    EXPECT_TRUE(hub.processMessages(0));
+    EXPECT_EQ(hub.allocatedDuringTen, queued[9]);
+
+    std::vector<const Message*> handedOut;
+    uint64_t pooled = 0;
+    std::thread([&] {
+        pooled = Message::getPooledCount();
+        std::vector<MessagePtr> held;
+        for (int i = 0; i < 100; ++i) {
+            held.push_back(Message::allocate(1));
+            handedOut.push_back(held.back().get());
+        }
+    }).join();
+    EXPECT_EQ(pooled, 100u);
+    EXPECT_EQ(handedOut, std::vector<const Message*>(queued.rbegin(), queued.rend()));
+    Message::flush();
+}
+
 TEST(MessageHub, TwoHubsLinkingAndUnlinkingEachOtherDoNotDeadlock) {
     // Heap-allocated and deliberately leaked on a timeout, when the threads can be neither joined
     // nor safely left with destroyed hubs.
