@@ -54,8 +54,13 @@ void MessageQueue::pushLocked(const MessagePtr& message) {
 MessagePtr MessageQueue::pop() {
     std::lock_guard lock(popSide.lock);
     const uint64_t taken = popped.load(std::memory_order_relaxed);
-    if (pushed.load(std::memory_order_acquire) == taken) {
-        return nullptr;
+    // The pushing side writes `pushed` for every message; looking at it only when the messages
+    // seen last time are used up keeps its line on the pushing core while a backlog drains.
+    if (popSide.seenPushed == taken) {
+        popSide.seenPushed = pushed.load(std::memory_order_acquire);
+        if (popSide.seenPushed == taken) {
+            return nullptr;
+        }
     }
     if (popSide.position == kChunkSlots) {
         // The message is in the next chunk, so its link was published with it.

@@ -62,6 +62,7 @@ private:
         SpinLock lock;
         Chunk* chunk = nullptr;
         size_t position = 0;
+        uint64_t seenPushed = 0; // `pushed` as last read; every message before it is published
     };
 
     void pushLocked(const MessagePtr& message);
