@@ -184,68 +184,42 @@ MessagePool& pool() {
     return *instance;
 }
 
-// What a thread inside a release batch has released and not yet handed back: a chain per kind,
-// newest first, with its oldest node for the hand-back in one compare-and-swap.
-template <typename Node>
-struct KeptChain {
-    Node* newest = nullptr;
-    Node* oldest = nullptr;
+using Detail::MessageReleaseBatch;
 
-    void push(Node* node) {
-        nextOf(node) = newest;
-        if (!newest) {
-            oldest = node;
-        }
-        newest = node;
-    }
-    Node* pop() {
-        Node* node = newest;
-        if (node) {
-            newest = nextOf(node);
-            if (!newest) {
-                oldest = nullptr;
-            }
-        }
-        return node;
-    }
-    void handBack(FreeList<Node>& list) {
-        if (newest) {
-            pushChain(list, newest, oldest);
-            newest = oldest = nullptr;
-        }
-    }
-};
-
-constexpr unsigned kBatchLimit = 64;
-
-struct KeptReleases {
-    KeptChain<Message> messages;
-    KeptChain<void> controlBlocks;
-    unsigned depth = 0; // nesting of live batches
-    unsigned count = 0; // nodes in both chains
-
-    void handBack() {
-        messages.handBack(pool().messages);
-        controlBlocks.handBack(pool().controlBlocks);
-        count = 0;
-    }
-};
-
-// Touched for every message a batching thread releases or allocates; on ELF targets the
-// initial-exec model makes that one load instead of a call to find the thread's block.
+// The thread's outermost live release batch, if any. Touched for every message released or
+// allocated; on ELF targets the initial-exec model makes that one load instead of a call to find
+// the thread's block (8 bytes, well within what a library loaded later may claim).
 #if defined(__ELF__)
-thread_local KeptReleases kept __attribute__((tls_model("initial-exec")));
+thread_local MessageReleaseBatch* keepingBatch __attribute__((tls_model("initial-exec"))) = nullptr;
 #else
-thread_local KeptReleases kept;
+thread_local MessageReleaseBatch* keepingBatch = nullptr;
 #endif
 
+// Links `nodes` (oldest first) into a chain, newest first, and puts it on top of the list's
+// returned stack.
+template <typename Node>
+void handBack(FreeList<Node>& list, Node** nodes, unsigned& count) {
+    if (count == 0) {
+        return;
+    }
+    for (unsigned i = 1; i < count; ++i) {
+        nextOf(nodes[i]) = nodes[i - 1];
+    }
+    pushChain(list, nodes[count - 1], nodes[0]);
+    count = 0;
+}
+
+void handBack(MessageReleaseBatch& batch) {
+    handBack(pool().messages, batch.messages, batch.messageCount);
+    handBack(pool().controlBlocks, batch.controlBlocks, batch.controlBlockCount);
+}
+
 void releaseControlBlock(void* block) {
-    KeptReleases& mine = kept;
-    if (mine.depth != 0) {
-        mine.controlBlocks.push(block);
-        if (++mine.count >= kBatchLimit) {
-            mine.handBack();
+    if (MessageReleaseBatch* batch = keepingBatch) {
+        if (batch->controlBlockCount == MessageReleaseBatch::kCapacity) {
+            handBack(pool().controlBlocks, batch->controlBlocks, batch->controlBlockCount);
         }
+        batch->controlBlocks[batch->controlBlockCount++] = block;
         return;
     }
     pushReturned(pool().controlBlocks, block);
@@ -325,13 +299,20 @@ void prefetchAfter(Message* nextMessage, void* nextBlock) {
 std::shared_ptr<Message> Message::allocate(uint32_t id) {
     // The nodes are usually written last by the thread that released them, on another core; the
     // prefetches let them travel while the caller fills this message.
-    KeptReleases& mine = kept;
-    Message* message = mine.messages.pop();
-    void* controlBlock = mine.controlBlocks.pop();
-    mine.count -= (message != nullptr) + (controlBlock != nullptr);
-    if (message && controlBlock) {
-        prefetchAfter(mine.messages.newest, mine.controlBlocks.newest);
-    } else {
+    Message* message = nullptr;
+    void* controlBlock = nullptr;
+    if (MessageReleaseBatch* batch = keepingBatch) {
+        if (batch->messageCount != 0) {
+            message = batch->messages[--batch->messageCount];
+            if (batch->messageCount != 0) {
+                prefetchForWrite(batch->messages[batch->messageCount - 1]);
+            }
+        }
+        if (batch->controlBlockCount != 0) {
+            controlBlock = batch->controlBlocks[--batch->controlBlockCount];
+        }
+    }
+    if (!message || !controlBlock) {
         auto& shared = pool();
         std::lock_guard lock(shared.lock);
         if (!message) {
@@ -343,6 +324,9 @@ std::shared_ptr<Message> Message::allocate(uint32_t id) {
         prefetchAfter(shared.messages.owned, shared.controlBlocks.owned);
     }
     if (message) {
+        // Emptied here rather than when released: this thread writes the message's line anyway,
+        // and the releasing thread, often on another core, then need not write it at all.
+        message->resize(0, true, false);
         prefetchForWrite(message->data()); // for the first call after a gap
     } else {
         message = new Message();
@@ -356,14 +340,12 @@ std::shared_ptr<Message> Message::allocate(uint32_t id) {
 }
 
 void Message::deleteMessage(Message* message) {
-    // The message is no longer shared, so emptying it needs no lock; the storage stays for reuse.
-    message->resize(0, true, false);
-    KeptReleases& mine = kept;
-    if (mine.depth != 0) {
-        mine.messages.push(message);
-        if (++mine.count >= kBatchLimit) {
-            mine.handBack();
+    // The payload is emptied, its storage kept, when the message is handed out again.
+    if (MessageReleaseBatch* batch = keepingBatch) {
+        if (batch->messageCount == MessageReleaseBatch::kCapacity) {
+            handBack(pool().messages, batch->messages, batch->messageCount);
         }
+        batch->messages[batch->messageCount++] = message;
         return;
     }
     pushReturned(pool().messages, message);
@@ -372,7 +354,9 @@ void Message::deleteMessage(Message* message) {
 void Message::flush() {
     Message* messages = nullptr;
     void* controlBlocks = nullptr;
-    kept.handBack(); // this thread's batch, if it is inside one
+    if (MessageReleaseBatch* batch = keepingBatch) {
+        handBack(*batch); // this thread's, so that flush frees them too
+    }
     {
         auto& shared = pool();
         std::lock_guard lock(shared.lock);
@@ -390,24 +374,25 @@ void Message::flush() {
 }
 
 uint64_t Message::getPooledCount() {
-    uint64_t count = 0;
-    for (Message* message = kept.messages.newest; message; message = message->nextFree) {
-        ++count;
-    }
+    const MessageReleaseBatch* batch = keepingBatch;
+    const uint64_t kept = batch ? batch->messageCount : 0;
     auto& shared = pool();
     std::lock_guard lock(shared.lock);
-    return count + countFree(shared.messages);
+    return kept + countFree(shared.messages);
 }
 
 namespace Detail {
 MessageReleaseBatch::MessageReleaseBatch() noexcept {
-    ++kept.depth;
+    if (!keepingBatch) {
+        keepingBatch = this;
+        keeping = true;
+    }
 }
 
 MessageReleaseBatch::~MessageReleaseBatch() {
-    KeptReleases& mine = kept;
-    if (--mine.depth == 0) {
-        mine.handBack();
+    if (keeping) {
+        keepingBatch = nullptr;
+        handBack(*this);
     }
 }
 } // namespace Detail

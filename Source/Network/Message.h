@@ -43,7 +43,7 @@ private:
     static void* operator new(std::size_t size);
     static void operator delete(void* memory, std::size_t size);
 
-    // The shared pointer's deleter: empties the payload, keeping its storage, and pools the message.
+    // The shared pointer's deleter: pools the message, to be emptied (storage kept) when reused.
     static void deleteMessage(Message* message);
 
     uint32_t id = 0;
