@@ -279,23 +279,6 @@ Message*& poolLink(Message* message) noexcept {
     return message->nextFree;
 }
 
-namespace {
-// Two deep: the call before fetched these nodes' lines, so reading them now rarely waits, and the
-// payload and the nodes after them get a whole call's lead. Call where the nodes cannot be taken
-// by another thread meanwhile (its own kept chains, or under the pool lock).
-void prefetchAfter(Message* nextMessage, void* nextBlock) {
-    if (nextMessage) {
-        prefetchForWrite(nextMessage);
-        prefetchForWrite(nextMessage->data());
-        prefetchForWrite(nextOf(nextMessage));
-    }
-    if (nextBlock) {
-        prefetchForWrite(nextBlock);
-        prefetchForWrite(nextOf(nextBlock));
-    }
-}
-} // namespace
-
 std::shared_ptr<Message> Message::allocate(uint32_t id) {
     // The nodes are usually written last by the thread that released them, on another core; the
     // prefetches let them travel while the caller fills this message.
@@ -321,13 +304,15 @@ std::shared_ptr<Message> Message::allocate(uint32_t id) {
         if (!controlBlock) {
             controlBlock = popAny(shared.controlBlocks);
         }
-        prefetchAfter(shared.messages.owned, shared.controlBlocks.owned);
+        // Addresses only: reading the nodes here would wait for their lines under the lock.
+        prefetchForWrite(shared.messages.owned);
+        prefetchForWrite(shared.controlBlocks.owned);
     }
     if (message) {
         // Emptied here rather than when released: this thread writes the message's line anyway,
         // and the releasing thread, often on another core, then need not write it at all.
         message->resize(0, true, false);
-        prefetchForWrite(message->data()); // for the first call after a gap
+        prefetchForWrite(message->data()); // the payload's first line, written next
     } else {
         message = new Message();
     }
