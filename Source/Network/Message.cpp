@@ -1,3 +1,4 @@
+#include "Network/Internal/Prefetch.h"
 #include "Network/Internal/ReleaseBatch.h"
 #include "Network/Internal/SpinLock.h"
 #include <Tarn/Network/Message.h>
@@ -11,6 +12,8 @@
 namespace Tarn::Network {
 
 namespace {
+using Detail::prefetchForWrite;
+
 constexpr uint64_t kReservedPayload = 1024;
 
 // Shared pointers are made with an allocator that takes their control blocks from the pool as
@@ -19,15 +22,6 @@ constexpr uint64_t kReservedPayload = 1024;
 // fills one cache line of its own, for the reason messages do.
 constexpr size_t kControlBlockSize = 64;
 constexpr std::align_val_t kLineAlignment{64};
-
-// A hint only: a null or stale address is harmless.
-inline void prefetchForWrite(const void* address) {
-#if defined(__GNUC__)
-    __builtin_prefetch(address, 1);
-#else
-    static_cast<void>(address);
-#endif
-}
 
 constexpr size_t roundToLines(size_t size) {
     return (size + 63) & ~size_t(63);

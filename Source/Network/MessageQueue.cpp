@@ -1,7 +1,9 @@
 #include "Network/Internal/MessageQueue.h"
 
 #include "Network/Internal/ConnectionFlags.h"
+#include "Network/Internal/Prefetch.h"
 
+#include <cstring>
 #include <mutex>
 #include <utility>
 
@@ -70,6 +72,15 @@ MessagePtr MessageQueue::pop() {
     }
     MessagePtr message = std::move(popSide.chunk->slots[popSide.position++]);
     popped.store(taken + 1, std::memory_order_release);
+    if (taken + 1 != popSide.seenPushed && popSide.position != kChunkSlots) {
+        // The next message is published: start fetching its lines (the message and the shared
+        // pointer's control block, the slot's two words), which the pushing core wrote last.
+        const void* words[2];
+        static_assert(sizeof(MessagePtr) == sizeof words, "a shared pointer is two pointers");
+        std::memcpy(words, &popSide.chunk->slots[popSide.position], sizeof words);
+        prefetchForRead(words[0]);
+        prefetchForRead(words[1]);
+    }
     return message;
 }
 
