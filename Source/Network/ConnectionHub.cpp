@@ -154,25 +154,32 @@ void ConnectionHub::stageMessages(bool firstOnly) {
         s.stagedEnd -= s.stagedBegin;
         s.stagedBegin = 0;
     }
-    while (!outgoing && kStageCapacity - s.stagedEnd >= kHeaderSize) {
-        MessagePtr next = getNextMessage();
-        if (!next) {
-            return;
-        }
-        const uint64_t length = next->size();
-        writeHeader(s.stage.data() + s.stagedEnd, next->getID(), length);
-        s.stagedEnd += kHeaderSize;
-        if (length <= kCopyLimit && length <= kStageCapacity - s.stagedEnd) {
+    // Taken off the queue in runs under one acquisition of its lock; the framed messages are
+    // dropped after each run, outside it.
+    constexpr size_t kRun = 32;
+    MessagePtr framed[kRun];
+    bool full = true; // the last run stopped only because `framed` was full
+    while (full && !outgoing && kStageCapacity - s.stagedEnd >= kHeaderSize) {
+        size_t count = 0;
+        queue->popWhile([&](MessagePtr&& next) {
+            const uint64_t length = next->size();
+            writeHeader(s.stage.data() + s.stagedEnd, next->getID(), length);
+            s.stagedEnd += kHeaderSize;
+            if (length > kCopyLimit || length > kStageCapacity - s.stagedEnd) {
+                outgoing = std::move(next);
+                outgoingSent = 0;
+                return false;
+            }
             if (length != 0) {
                 std::memcpy(s.stage.data() + s.stagedEnd, next->data(), length);
                 s.stagedEnd += length;
             }
-        } else {
-            outgoing = std::move(next);
-            outgoingSent = 0;
-        }
-        if (firstOnly) {
-            return;
+            framed[count++] = std::move(next);
+            return !firstOnly && count != kRun && kStageCapacity - s.stagedEnd >= kHeaderSize;
+        });
+        full = count == kRun && !firstOnly;
+        for (size_t i = 0; i < count; ++i) {
+            framed[i].reset();
         }
     }
 }

@@ -65,10 +65,7 @@ MessagePtr MessageQueue::pop() {
         }
     }
     if (popSide.position == kChunkSlots) {
-        // The message is in the next chunk, so its link was published with it.
-        Chunk* emptied = std::exchange(popSide.chunk, popSide.chunk->next);
-        popSide.position = 0;
-        recycle(emptied);
+        advanceChunk();
     }
     MessagePtr message = std::move(popSide.chunk->slots[popSide.position++]);
     popped.store(taken + 1, std::memory_order_release);
@@ -82,6 +79,12 @@ MessagePtr MessageQueue::pop() {
         prefetchForRead(words[1]);
     }
     return message;
+}
+
+void MessageQueue::advanceChunk() {
+    Chunk* emptied = std::exchange(popSide.chunk, popSide.chunk->next);
+    popSide.position = 0;
+    recycle(emptied);
 }
 
 void MessageQueue::recycle(Chunk* emptied) {

@@ -242,6 +242,20 @@ TEST_F(HubWithRawPeer, OutgoingFramesAreLittleEndianWithZeroPadding) {
     ASSERT_TRUE(hub->listenTo(&producer));
     producer.sendMessage(makeMessage(5, {1, 2}));
     EXPECT_EQ(receive(18), frame(5, {1, 2}));
+
+    // Many at once, with a payload too large to copy among them: the stream keeps the order. The
+    // first frame fills the socket while nothing reads, so the rest wait in the queue together.
+    const std::vector<uint8_t> blocker = pattern(16u << 20, 5);
+    hub->queueMessage(makeMessage(99, blocker));
+    std::vector<uint8_t> stream = frame(99, blocker);
+    for (uint32_t i = 0; i < 100; ++i) {
+        const std::vector<uint8_t> payload =
+            i == 40 ? pattern(20000, 4) : std::vector<uint8_t>(i % 3, uint8_t(i));
+        hub->queueMessage(makeMessage(i, payload));
+        const std::vector<uint8_t> framed = frame(i, payload);
+        stream.insert(stream.end(), framed.begin(), framed.end());
+    }
+    EXPECT_TRUE(receive(stream.size()) == stream);
 }
 
 TEST_F(HubWithRawPeer, IncomingFramesWholeSplitAndCombined) {
