@@ -55,7 +55,15 @@ void MessageQueue::pushLocked(const MessagePtr& message) {
 
 MessagePtr MessageQueue::pop() {
     std::lock_guard lock(popSide.lock);
-    const uint64_t taken = popped.load(std::memory_order_relaxed);
+    uint64_t taken = popped.load(std::memory_order_relaxed);
+    MessagePtr message = takeLocked(taken);
+    if (message) {
+        popped.store(taken, std::memory_order_release);
+    }
+    return message;
+}
+
+MessagePtr MessageQueue::takeLocked(uint64_t& taken) {
     // The pushing side writes `pushed` for every message; looking at it only when the messages
     // seen last time are used up keeps its line on the pushing core while a backlog drains.
     if (popSide.seenPushed == taken) {
@@ -65,11 +73,14 @@ MessagePtr MessageQueue::pop() {
         }
     }
     if (popSide.position == kChunkSlots) {
-        advanceChunk();
+        // The message is in the next chunk, so its link was published with it.
+        Chunk* emptied = std::exchange(popSide.chunk, popSide.chunk->next);
+        popSide.position = 0;
+        recycle(emptied);
     }
     MessagePtr message = std::move(popSide.chunk->slots[popSide.position++]);
-    popped.store(taken + 1, std::memory_order_release);
-    if (taken + 1 != popSide.seenPushed && popSide.position != kChunkSlots) {
+    ++taken;
+    if (taken != popSide.seenPushed && popSide.position != kChunkSlots) {
         // The next message is published: start fetching its lines (the message and the shared
         // pointer's control block, the slot's two words), which the pushing core wrote last.
         const void* words[2];
@@ -79,12 +90,6 @@ MessagePtr MessageQueue::pop() {
         prefetchForRead(words[1]);
     }
     return message;
-}
-
-void MessageQueue::advanceChunk() {
-    Chunk* emptied = std::exchange(popSide.chunk, popSide.chunk->next);
-    popSide.position = 0;
-    recycle(emptied);
 }
 
 void MessageQueue::recycle(Chunk* emptied) {

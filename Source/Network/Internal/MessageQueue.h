@@ -49,18 +49,7 @@ public:
         std::lock_guard lock(popSide.lock);
         const uint64_t start = popped.load(std::memory_order_relaxed);
         uint64_t taken = start;
-        for (bool more = true; more;) {
-            if (popSide.seenPushed == taken) {
-                popSide.seenPushed = pushed.load(std::memory_order_acquire);
-                if (popSide.seenPushed == taken) {
-                    break;
-                }
-            }
-            if (popSide.position == kChunkSlots) {
-                advanceChunk();
-            }
-            ++taken;
-            more = take(std::move(popSide.chunk->slots[popSide.position++]));
+        for (MessagePtr next; (next = takeLocked(taken)) && take(std::move(next));) {
         }
         if (taken != start) {
             popped.store(taken, std::memory_order_release);
@@ -99,9 +88,9 @@ private:
     void pushLocked(const MessagePtr& message);
     // Call under the pop lock.
     void recycle(Chunk* emptied);
-    // Call under the pop lock when the current chunk is used up: the next one holds the next
-    // message, so its link was published with it.
-    void advanceChunk();
+    // Call under the pop lock: the message after the `taken` ones so far (counting it in), or
+    // null when there is none; `popped` is the caller's to publish.
+    MessagePtr takeLocked(uint64_t& taken);
 
     PushSide pushSide;
     PopSide popSide;
