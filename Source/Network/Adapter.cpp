@@ -29,10 +29,10 @@ void Detail::setAdapterAddress(NetworkAdapter& adapter, const AddrIn& ip, const 
 void UpdateAdapters(AdapterFlags flags) {
     auto& adapters = table();
     adapters.clear();
-    if ((flags & AdapterFlags::AddAny) != AdapterFlags::None) {
+    if ((flags & AddAny) != 0) {
         adapters.push_back({"Any", AddrIn(0, 0, 0, 0), AddrIn(255, 255, 255, 255), AddrIn(0, 0, 0, 0)});
     }
-    if ((flags & AdapterFlags::AddLocalhost) != AdapterFlags::None) {
+    if ((flags & AddLocalhost) != 0) {
         adapters.push_back(
             {"Localhost", AddrIn(127, 0, 0, 1), AddrIn(255, 0, 0, 0), AddrIn(127, 255, 255, 255)});
     }

@@ -21,9 +21,9 @@ struct TARN_API NetworkAdapter {
     AddrIn broadcast;
 };
 
-/// What `UpdateAdapters` adds besides the machine's adapters. Other bits are ignored.
-enum class AdapterFlags : uint32_t {
-    None = 0,
+/// What `UpdateAdapters` adds besides the machine's adapters. Other bits are ignored. Unscoped, so
+/// that `AddAny` and `AdapterFlags::AddAny` both name a flag; `|` and `&` of two flags stay flags.
+enum AdapterFlags : uint32_t {
     AddAny = 1,       ///< "Any": 0.0.0.0, mask 255.255.255.255, broadcast 0.0.0.0.
     AddLocalhost = 2, ///< "Localhost": 127.0.0.1, mask 255.0.0.0, broadcast 127.255.255.255.
 };

@@ -35,7 +35,8 @@ protected:
     ///@}
 };
 
-/// An IPv4 address: one 32-bit word in network byte order.
+/// An IPv4 address: one 32-bit word in network byte order. The one-argument constructors convert
+/// implicitly: a host-order word or dotted text goes wherever an address is taken.
 class TARN_API AddrIn : public Addr {
 public:
     /// 0.0.0.0.
@@ -43,15 +44,15 @@ public:
     /// a.b.c.d, `a` being the first octet in dotted order.
     AddrIn(uint8_t a, uint8_t b, uint8_t c, uint8_t d);
     /// An address given in host byte order: 0x7F000001 is 127.0.0.1.
-    explicit AddrIn(uint32_t host);
+    AddrIn(uint32_t host);
     /// The four octets in dotted order.
-    explicit AddrIn(const uint8_t bytes[4]);
+    AddrIn(const uint8_t bytes[4]);
     /// The platform value, already in network byte order.
-    explicit AddrIn(const in_addr& address);
+    AddrIn(const in_addr& address);
     /// Parses dotted text; text that is not an IPv4 address gives 0.0.0.0 without a report.
     ///@{
-    explicit AddrIn(const char* text);
-    explicit AddrIn(const std::string& text);
+    AddrIn(const char* text);
+    AddrIn(const std::string& text);
     ///@}
 
     /// Addresses are values.
@@ -85,9 +86,9 @@ public:
     /// ::, sixteen zero bytes.
     AddrIn6();
     /// The platform value, already in network order.
-    explicit AddrIn6(const in6_addr& address);
+    AddrIn6(const in6_addr& address);
     /// Parses IPv6 text; unparsable text gives :: without a report.
-    explicit AddrIn6(const char* text);
+    AddrIn6(const char* text);
 
     /// Addresses are values.
     ///@{

@@ -37,12 +37,15 @@ public:
     /// Number of messages waiting in the pool.
     static uint64_t getPooledCount();
 
-private:
-    // Pooled messages get cache lines of their own: a message is usually filled on one thread and
-    // released on another, and two messages sharing a line would make those threads fight over it.
+    /// Messages get cache lines of their own: a message is usually filled on one thread and
+    /// released on another, and two messages sharing a line would make those threads fight over
+    /// it. A message made with `new` outside the pool is released with `delete` as usual.
+    ///@{
     static void* operator new(std::size_t size);
     static void operator delete(void* memory, std::size_t size);
+    ///@}
 
+private:
     // The shared pointer's deleter: pools the message, to be emptied (storage kept) when reused.
     static void deleteMessage(Message* message);
 

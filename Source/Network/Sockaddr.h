@@ -55,7 +55,7 @@ public:
     /// `ip`:`port`, the port given in host byte order.
     SockaddrIn(const AddrIn& ip, uint16_t port);
     /// A copy of the platform structure, as a socket call filled it in.
-    explicit SockaddrIn(const sockaddr_in& address);
+    SockaddrIn(const sockaddr_in& address);
     /// Socket addresses are values: a copy holds its own structure.
     ///@{
     SockaddrIn(const SockaddrIn&) = default;
@@ -83,7 +83,7 @@ public:
     /// [`ip`]:`port`, flow information and scope id zero.
     SockaddrIn6(const AddrIn6& ip, uint16_t port);
     /// A copy of the platform structure, as a socket call filled it in.
-    explicit SockaddrIn6(const sockaddr_in6& address);
+    SockaddrIn6(const sockaddr_in6& address);
     /// Socket addresses are values: a copy holds its own structure.
     ///@{
     SockaddrIn6(const SockaddrIn6&) = default;

@@ -16,9 +16,12 @@ std::string printed(const NetworkAdapter& a) {
 }
 } // namespace
 
+// The flags name themselves with or without the enumeration's name, and combine into flags.
+static_assert((AddAny | AdapterFlags::AddLocalhost) == AdapterFlags(3));
+
 TEST(Adapters, TableFollowsTheFlagsAndIsPrintedExactly) {
     const AddrIn localhost(127, 0, 0, 1);
-    UpdateAdapters(AdapterFlags::None);
+    UpdateAdapters(AdapterFlags(0));
     std::vector<std::string> hardware;
     for (uint64_t index = 0; index < GetAdapterCount(); ++index) {
         const NetworkAdapter adapter = GetAdapter(index);
@@ -90,7 +93,7 @@ TEST(Adapters, ListsExactlyTheEthernetAndWirelessInterfacesInIndexOrder) {
         }
     }
     std::sort(expected.begin(), expected.end());
-    UpdateAdapters(AdapterFlags::None);
+    UpdateAdapters(AdapterFlags(0));
     ASSERT_EQ(GetAdapterCount(), expected.size());
     for (size_t i = 0; i < expected.size(); ++i) {
         EXPECT_EQ(GetAdapter(i).name, expected[i].second);

@@ -37,10 +37,13 @@ TEST(AddrIn, OctetsWrapModuloFourAndEveryConstructorAgrees) {
     in_addr platform;
     platform.s_addr = htonl(0x7F000001);
     const AddrIn localhost(127, 0, 0, 1);
-    EXPECT_EQ(AddrIn(0x7F000001u), localhost);
-    EXPECT_EQ(AddrIn(bytes), localhost);
-    EXPECT_EQ(AddrIn(platform), localhost);
-    EXPECT_EQ(AddrIn(std::string("127.0.0.1")), localhost);
+    // The one-argument forms convert implicitly, as values do.
+    const AddrIn fromWord = 0x7F000001u, fromBytes = bytes, fromPlatform = platform;
+    const AddrIn fromText = std::string("127.0.0.1");
+    EXPECT_EQ(fromWord, localhost);
+    EXPECT_EQ(fromBytes, localhost);
+    EXPECT_EQ(fromPlatform, localhost);
+    EXPECT_EQ(fromText, localhost);
     EXPECT_FALSE(AddrIn(127, 0, 0, 2) == localhost);
     for (const char* text : {"", "localhost", "256.1.1.1", "1.2.3", "::1", "1.2.3.4 "}) {
         EXPECT_EQ(AddrIn(text), AddrIn()) << text;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -128,7 +129,8 @@ TEST(Message, ViewSharesTheBytesAndCannotWrite) {
     MessagePtr original = Message::allocate(1);
     original->write32(0xDEADBEEF);
     original->write32(5);
-    Message view(77, *original);
+    const auto made = std::make_unique<Message>(77, *original); // made with new, as a client may
+    Message& view = *made;
     EXPECT_EQ(view.getID(), 77u);
     EXPECT_EQ(view.data(), original->data());
     EXPECT_EQ(view.size(), 8u);
