@@ -57,9 +57,9 @@ uint16_t ConnectionBase::family() const {
 
 void ConnectionBase::create() {
     if (isConnected()) {
-        flags.fetch_or(kFlagCreating);
+        state.fetch_or(kFlagCreating);
         disconnect();
-        flags.fetch_and(~kFlagCreating);
+        state.fetch_and(~kFlagCreating);
     }
     const SocketHandle created = openSocket(familyInet(), type(), proto());
     if (created == kInvalidSocket) {
@@ -76,7 +76,7 @@ void ConnectionBase::close() {
         closeSocket(closing);
     }
     socket.store(InvalidSocket, std::memory_order_release);
-    flags.fetch_add(kGenerationUnit);
+    state.fetch_add(kGenerationUnit);
 }
 
 bool ConnectionBase::bind(uint16_t port) {
@@ -203,6 +203,14 @@ void ConnectionBase::setDoNotProcess() {
     flags.fetch_or(FlagDoNotProcess);
 }
 
+void ConnectionBase::enableAutoReconnect() {
+    flags.fetch_or(FlagAutoReconnect);
+}
+
+void ConnectionBase::disableAutoReconnect() {
+    flags.fetch_and(~FlagAutoReconnect);
+}
+
 void ConnectionBase::unregisterForDestruction() {
     flags.fetch_and(~FlagAutoReconnect);
     flags.fetch_or(FlagDoNotProcess);
@@ -314,7 +322,7 @@ bool ConnectionTCP::disconnect() {
         close();
     }
     const uint32_t current = flags.fetch_and(~FlagListening) & ~FlagListening;
-    if ((current & FlagAutoReconnect) && !(current & kFlagCreating)) {
+    if ((current & FlagAutoReconnect) && !(state.load() & kFlagCreating)) {
         return !reconnect();
     }
     return true;
@@ -401,14 +409,6 @@ void ConnectionTCP::shutdown() {
     shutdownSocket(getSocket());
 }
 
-void ConnectionTCP::enableAutoReconnect() {
-    flags.fetch_or(FlagAutoReconnect);
-}
-
-void ConnectionTCP::disableAutoReconnect() {
-    flags.fetch_and(~FlagAutoReconnect);
-}
-
 uint16_t ConnectionBase::getLocalPort() const {
     SockaddrIn bound;
     int32_t size = bound.size();
@@ -422,11 +422,10 @@ uint16_t ConnectionBase::getLocalPort() const {
 
 ConnectionUDP::ConnectionUDP() = default;
 
+// Unlike TCP's disconnect, UDP's closes (and says so) whether or not a socket is open.
 ConnectionUDP::~ConnectionUDP() {
     unregisterForDestruction();
-    if (isConnected()) {
-        close();
-    }
+    close();
 }
 
 int32_t ConnectionUDP::type() const {
@@ -439,7 +438,7 @@ int32_t ConnectionUDP::proto() const {
 
 bool ConnectionUDP::disconnect() {
     const ConnectingTurn turn(*this); // as for TCP: not under a pass that reads the socket
-    if (turn && isConnected()) {
+    if (turn) {
         close();
     }
     return true;

@@ -91,7 +91,7 @@ public:
     ///@}
     /// The port the socket is bound to (the one a bind or listen on port 0 got); 0 without one.
     uint16_t getLocalPort() const;
-    /// The whole flags word. Bits other than the Flag constants above are internal.
+    /// The whole flags word: the Flag bits above, nothing else.
     uint32_t getFlags() const { return flags.load(std::memory_order_acquire); }
 
     /// bind(AddrIn(0), port): every interface.
@@ -123,6 +123,12 @@ public:
     void setDeleteOnClose();
     /// bind, listen and reconnect will not register the connection (FlagDoNotProcess).
     void setDoNotProcess();
+    /// Sets or clears FlagAutoReconnect: whether a closed socket is reopened (see disconnect and
+    /// reconnect). Safe from any thread. Only TCP connections act on it (isAutoConnectEnabled).
+    ///@{
+    void enableAutoReconnect();
+    void disableAutoReconnect();
+    ///@}
 
 protected:
     /// A connection without a socket, with no flags or with `initialFlags`.
@@ -162,6 +168,9 @@ protected:
     std::atomic<Socket> socket{InvalidSocket};
     /// See getAddress().
     SockaddrIn address;
+    /// The library's own bookkeeping (connecting turn, pending output, closes counted); not part
+    /// of the flags word, which holds only the Flag bits above.
+    std::atomic<uint32_t> state{0};
 
 private:
     bool receiveImpl(void* data, size_t size, size_t& received, bool once);

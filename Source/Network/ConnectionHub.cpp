@@ -84,14 +84,14 @@ struct HubStreams {
 
 ConnectionHub::ConnectionHub(uint32_t id)
     : ConnectionTCP(), MessageHub(id), streams(std::make_unique<Detail::HubStreams>()) {
-    streams->outputGeneration = streams->inputGeneration = Detail::generationOf(getFlags());
+    streams->outputGeneration = streams->inputGeneration = Detail::generationOf(*this);
     queue->setWakesNetwork();
 }
 
 ConnectionHub::ConnectionHub(Socket accepted, const SockaddrIn& peer)
     : ConnectionTCP(accepted, peer, Unregistered{}), MessageHub(0),
       streams(std::make_unique<Detail::HubStreams>()) {
-    streams->outputGeneration = streams->inputGeneration = Detail::generationOf(getFlags());
+    streams->outputGeneration = streams->inputGeneration = Detail::generationOf(*this);
     queue->setWakesNetwork();
     addConnection(this);
 }
@@ -118,11 +118,11 @@ void ConnectionHub::handleReceivedMessage(const MessagePtr& message) {
 }
 
 void ConnectionHub::setWantWrite(bool on) {
-    const bool set = (getFlags() & Detail::kFlagWantWrite) != 0;
+    const bool set = (state.load(std::memory_order_acquire) & Detail::kFlagWantWrite) != 0;
     if (on && !set) {
-        flags.fetch_or(Detail::kFlagWantWrite);
+        state.fetch_or(Detail::kFlagWantWrite);
     } else if (!on && set) {
-        flags.fetch_and(~Detail::kFlagWantWrite);
+        state.fetch_and(~Detail::kFlagWantWrite);
     }
 }
 
@@ -186,7 +186,7 @@ void ConnectionHub::stageMessages(bool firstOnly) {
 
 bool ConnectionHub::processOutgoing() {
     Detail::HubStreams& s = *streams;
-    const uint32_t generation = Detail::generationOf(getFlags());
+    const uint32_t generation = Detail::generationOf(*this);
     if (generation != s.outputGeneration) {
         // A new socket: nothing half-written on the old one may continue here.
         resetOutput();
@@ -325,7 +325,7 @@ bool ConnectionHub::processIncoming() {
         return ConnectionTCP::processIncoming();
     }
     Detail::HubStreams& s = *streams;
-    const uint32_t generation = Detail::generationOf(getFlags());
+    const uint32_t generation = Detail::generationOf(*this);
     if (generation != s.inputGeneration) {
         resetInput();
         s.inputGeneration = generation;
@@ -366,9 +366,9 @@ bool ConnectionHub::processIncoming() {
         if (!receiveAvailable(target, wanted, got)) {
             // Peer closed or failed (already disconnected): the partial frame is dropped. Complete
             // frames read before were delivered.
-            if (Detail::generationOf(getFlags()) != s.inputGeneration) {
+            if (Detail::generationOf(*this) != s.inputGeneration) {
                 resetInput();
-                s.inputGeneration = Detail::generationOf(getFlags());
+                s.inputGeneration = Detail::generationOf(*this);
             }
             return false;
         }
@@ -383,10 +383,10 @@ bool ConnectionHub::processIncoming() {
         if (!deliverBuffered()) {
             return false;
         }
-        if (Detail::generationOf(getFlags()) != s.inputGeneration) {
+        if (Detail::generationOf(*this) != s.inputGeneration) {
             // A listener closed or replaced the socket while handling a message.
             resetInput();
-            s.inputGeneration = Detail::generationOf(getFlags());
+            s.inputGeneration = Detail::generationOf(*this);
             return false;
         }
         // A short read emptied the socket: the next pass is told when more arrives.

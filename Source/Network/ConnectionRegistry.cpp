@@ -87,9 +87,9 @@ void buildWaitSet(Registry& shared) {
     auto watch = [&](ConnectionBase* connection) {
         const ConnectionBase::Socket socket = connection->getSocket();
         // Not one that another thread is connecting: its socket may be replaced during the wait.
-        if (socket != ConnectionBase::InvalidSocket && !(connection->getFlags() & kFlagConnecting) &&
+        if (socket != ConnectionBase::InvalidSocket && !(stateOf(*connection) & kFlagConnecting) &&
             !poller.contains(socket)) {
-            poller.add(socket, (connection->getFlags() & kFlagWantWrite) != 0);
+            poller.add(socket, (stateOf(*connection) & kFlagWantWrite) != 0);
             return true;
         }
         return false;

@@ -53,12 +53,6 @@ public:
     void setNoDelay(bool on);
     /// shutdown() of both directions, nothing else.
     void shutdown();
-    /// Sets or clears FlagAutoReconnect: whether a closed socket is reopened (see disconnect and
-    /// reconnect). Safe from any thread.
-    ///@{
-    void enableAutoReconnect();
-    void disableAutoReconnect();
-    ///@}
 
 protected:
     /// Selects the constructor below.

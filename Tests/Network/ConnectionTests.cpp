@@ -79,7 +79,10 @@ TEST(Connection, ConstructionStateAndConstants) {
     EXPECT_EQ(tcp.proto(), 6);
     EXPECT_EQ(udp.type(), 2);
     EXPECT_EQ(udp.proto(), 17);
+    udp.enableAutoReconnect(); // any connection carries the bit; only TCP acts on it
+    EXPECT_EQ(udp.getFlags(), ConnectionBase::FlagAutoReconnect);
     EXPECT_FALSE(udp.isAutoConnectEnabled());
+    udp.disableAutoReconnect();
     EXPECT_FALSE(udp.reconnect());
     // Sending nothing and receiving into nothing succeed without a socket, and say nothing.
     size_t count = 99;
@@ -94,6 +97,20 @@ TEST(Connection, ConstructionStateAndConstants) {
     udp.removeAndDelete();
     udp.setDoNotProcess();
     EXPECT_EQ(udp.getFlags(), 0x7u);
+    // A UDP disconnect closes whether or not there is a socket; TCP's only with one.
+    EXPECT_TRUE(udp.disconnect());
+    EXPECT_TRUE(tcp.disconnect());
+    EXPECT_EQ(capture.lines(), std::vector<std::string>{"[Info][Connection] Closing socket -1."});
+    EXPECT_EQ(udp.getFlags(), 0x7u);
+    // A code the platform has no text for.
+    struct Reporter : ConnectionTCP {
+        using ConnectionTCP::reportSocketError;
+    };
+    capture.clear();
+    Reporter::reportSocketError("here.cpp", 7, "Tarn::F", 99999);
+    EXPECT_EQ(capture.lines(),
+              std::vector<std::string>{
+                  "[Warning][Connection] here.cpp(7): Tarn::F: WSAGetLastError 99999 (unknown error)"});
 }
 
 TEST(Connection, LifeCycleLogLinesInOrder) {
@@ -108,6 +125,8 @@ TEST(Connection, LifeCycleLogLinesInOrder) {
     EXPECT_TRUE(client.disconnect());
     EXPECT_FALSE(client.isConnected());
     EXPECT_TRUE(client.disconnect()); // nothing open: no more lines
+    // Closing is bookkept apart from the flags: the connect took the no-delay bit, nothing else.
+    EXPECT_EQ(client.getFlags(), ConnectionBase::FlagDoNotProcess);
 
     const std::vector<std::string> expected = {
         "[Info][Connection] Reconnecting socket " + socket +

@@ -26,14 +26,14 @@ namespace Tarn::Network::Detail {
 // processIncoming disconnects and reconnects) goes on without taking it again.
 class ConnectingTurn {
 public:
-    explicit ConnectingTurn(ConnectionBase& connection) : flags(flagsOf(connection)) {
+    explicit ConnectingTurn(ConnectionBase& connection) : state(stateOf(connection)) {
         if (holder == &connection) {
             acquired = true;
             return;
         }
         const bool mayWait = !isNetworkThread();
         for (unsigned attempt = 0;
-             flags.fetch_or(kFlagConnecting, std::memory_order_acquire) & kFlagConnecting; ++attempt) {
+             state.fetch_or(kFlagConnecting, std::memory_order_acquire) & kFlagConnecting; ++attempt) {
             if (!mayWait) {
                 return;
             }
@@ -51,7 +51,7 @@ public:
     ~ConnectingTurn() {
         if (owner) {
             holder = previous;
-            flags.fetch_and(~kFlagConnecting, std::memory_order_release);
+            state.fetch_and(~kFlagConnecting, std::memory_order_release);
         }
     }
     ConnectingTurn(const ConnectingTurn&) = delete;
@@ -60,17 +60,8 @@ public:
     explicit operator bool() const { return acquired; }
 
 private:
-    // The flags word is protected; naming it through a derived class gives a pointer to the
-    // member that any connection can be read through.
-    struct FlagsAccess : ConnectionBase {
-        static std::atomic<uint32_t>& of(ConnectionBase& connection) {
-            return connection.*(&FlagsAccess::flags);
-        }
-    };
-    static std::atomic<uint32_t>& flagsOf(ConnectionBase& connection) { return FlagsAccess::of(connection); }
-
     static inline thread_local const ConnectionBase* holder = nullptr;
-    std::atomic<uint32_t>& flags;
+    std::atomic<uint32_t>& state;
     const ConnectionBase* previous = nullptr;
     bool acquired = false;
     bool owner = false;

@@ -1,10 +1,26 @@
 #pragma once
 
+#include <Tarn/Network/ConnectionBase.h>
+
+#include <atomic>
 #include <cstdint>
 
-// Bits of a connection's flags word that the library uses internally, beside the public ones of
-// ConnectionBase (0x1, 0x2, 0x4, 0x10000, 0x20000, 0x40000).
+// Bits of a connection's internal state word. They are kept out of the flags word so that it
+// holds exactly the documented bits (0x1, 0x2, 0x4, 0x10000, 0x20000, 0x40000) whatever the
+// connection went through.
 namespace Tarn::Network::Detail {
+
+// The state word is protected; naming it through a derived class gives a pointer to the member
+// that any connection can be reached through.
+struct StateAccess : ConnectionBase {
+    static std::atomic<uint32_t>& of(ConnectionBase& connection) { return connection.*(&StateAccess::state); }
+};
+inline std::atomic<uint32_t>& stateOf(ConnectionBase& connection) {
+    return StateAccess::of(connection);
+}
+inline uint32_t stateOf(const ConnectionBase& connection) {
+    return StateAccess::of(const_cast<ConnectionBase&>(connection)).load(std::memory_order_acquire);
+}
 
 /// A connection hub has output waiting for room in the socket: the registry watches the socket
 /// for writing as well.
@@ -24,8 +40,8 @@ inline constexpr uint32_t kFlagConnecting = 0x400000;
 inline constexpr uint32_t kGenerationShift = 24;
 inline constexpr uint32_t kGenerationUnit = 1u << kGenerationShift;
 
-inline constexpr uint32_t generationOf(uint32_t flags) {
-    return flags >> kGenerationShift;
+inline uint32_t generationOf(const ConnectionBase& connection) {
+    return stateOf(connection) >> kGenerationShift;
 }
 
 /// Whether the calling thread is the registry's network thread.

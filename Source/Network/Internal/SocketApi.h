@@ -99,6 +99,12 @@ int lastRuntimeError();
 bool isWouldBlock(int error);
 /// The platform's text for a socket error code; "unknown error" when it has none.
 std::string socketErrorText(int error);
+/// Whether the runtime's text for an error code is the platform's own: for a code the platform
+/// does not know, the C library says "Unknown error <n>" and the Windows runtime "Unknown error
+/// code" (or nothing at all).
+inline bool hasText(const std::string& text) {
+    return !text.empty() && text.rfind("Unknown error", 0) != 0;
+}
 
 /// The largest block this machine could ever provide: physical memory plus swap or page file.
 /// Frame lengths above it are refused without asking the heap.

@@ -191,7 +191,7 @@ bool isWouldBlock(int error) {
 
 std::string socketErrorText(int error) {
     std::string text = std::system_category().message(error);
-    return text.empty() ? "unknown error" : text;
+    return hasText(text) ? text : "unknown error";
 }
 
 uint64_t largestPossibleAllocation() {

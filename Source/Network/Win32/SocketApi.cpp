@@ -153,7 +153,7 @@ std::string socketErrorText(int error) {
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) {
         text.pop_back();
     }
-    return text.empty() ? "unknown error" : text;
+    return hasText(text) ? text : "unknown error";
 }
 
 uint64_t largestPossibleAllocation() {
