@@ -84,7 +84,9 @@ void Gestures::begin(std::optional<Gesture>& slot, Gesture::Kind kind, MouseButt
     gesture.state = Gesture::State::Begin;
     gesture.button = button;
     gesture.position = position;
-    gesture.current = position;
+    if (kind == Gesture::Kind::Drag || kind == Gesture::Kind::Pan) {
+        gesture.current = position; // the others leave it at its default
+    }
     slot = gesture;
 }
 

@@ -48,6 +48,8 @@ std::string describe(const Gesture& g) {
     line += " " + at(g.position);
     if (g.kind == Kind::Drag || g.kind == Kind::Pan) {
         line += "->" + at(g.current);
+    } else if (g.current != glm::ivec2(0)) {
+        line += " current set"; // a field the kind does not use keeps its default
     }
     return line + number;
 }
