@@ -64,22 +64,26 @@ public:
     /// Registers the type "Component" (24 bytes, no fields, no instance functions).
     static void registerType();
 
+    /// The header's fields, in order. They are the pools' and entities' to maintain: read them
+    /// (or use the accessors above), do not write them.
+    ///@{
+    Entity* entity = nullptr;                  ///< Owning entity; null while unattached.
+    uint32_t rosterIndex = 0;                  ///< Position in the pool's roster.
+    uint32_t flags = 0;                        ///< PoolAllocatedFlag and nothing else yet.
+    TypeId typeId = Reflection::InvalidTypeId; ///< The concrete type's registered id.
+    uint16_t generation = 0;                   ///< Low 16 bits of the allocation stamp.
+    // Named padding: without it the Itanium ABI (GCC, Clang, mingw) places the first member of a
+    // derived component in the header's tail padding, at offset 20, while MSVC places it at 24.
+    // Field offsets must not depend on the compiler.
+    [[maybe_unused]] uint32_t reserved = 0; ///< Padding to 24 bytes; always 0.
+    ///@}
+
 private:
     friend class ComponentPoolBase;
     friend class Entity;
     friend struct ComponentHandle;
 
     TypeId getFieldIdFromOffset(size_t offset) const;
-
-    Entity* entity = nullptr;
-    uint32_t rosterIndex = 0;
-    uint32_t flags = 0;
-    TypeId typeId = Reflection::InvalidTypeId;
-    uint16_t generation = 0;
-    // Named padding: without it the Itanium ABI (GCC, Clang, mingw) places the first member of a
-    // derived component in the header's tail padding, at offset 20, while MSVC places it at 24.
-    // Field offsets must not depend on the compiler.
-    [[maybe_unused]] uint32_t reserved = 0;
 };
 
 static_assert(sizeof(void*) != 8 || sizeof(Component) == 24,

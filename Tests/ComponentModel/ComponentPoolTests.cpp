@@ -97,6 +97,23 @@ TEST_F(ComponentPoolTest, FullPoolsAssertUnlessTheyGrowByOnePointFiveFive) {
             << "growth keeps every component";
     }
 
+    // Growth is both the roster and the storage or neither: with the storage refused, the pool
+    // stays full (no slot past its storage is handed out) and grows once storage is there.
+    CountingAllocator allocator;
+    ComponentPoolBase refused(particle, 2, &allocator, MemBlockType(7));
+    refused.setFlags(ComponentPoolBase::AutomaticGrowth);
+    refused.allocateComponent();
+    refused.allocateComponent();
+    allocator.setRefusedType(7);
+    recorder.clear();
+    EXPECT_TRUE(refused.allocateComponent().empty());
+    EXPECT_EQ(recorder.texts(), overCapacity);
+    EXPECT_EQ(refused.capacity(), 2u);
+    allocator.setRefusedType(-1);
+    EXPECT_NE(refused.allocateComponent().resolve(), nullptr);
+    EXPECT_EQ(refused.capacity(), 3u);
+    EXPECT_TRUE(rosterIsConsistent(refused));
+
     // Nothing to multiply: an empty pool stays empty.
     recorder.clear();
     ComponentPoolBase empty(particle, 0);
@@ -122,7 +139,7 @@ TEST_F(ComponentPoolTest, ReleaseFillsTheGapAndLeavesHandlesStale) {
     EXPECT_EQ(a.resolve(), nullptr);
     EXPECT_EQ(pool.size(), 2u);
     EXPECT_EQ(pool.getSlotAt(0), 2u) << "the last live component moves into the gap";
-    EXPECT_EQ(c.resolve()->getRosterIndex(), 0u);
+    EXPECT_EQ(c.resolve()->rosterIndex, 0u);
     EXPECT_EQ(b.resolve()->getRosterIndex(), 1u);
     EXPECT_EQ(pool.getSlotAt(2), 0u) << "the released slot is the first free one";
     EXPECT_EQ(Particle::live, 2);
