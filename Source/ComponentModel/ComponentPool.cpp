@@ -67,8 +67,17 @@ void ComponentPoolBase::resize(uint32_t newCapacity) {
     TARN_ASSERT(newCapacity >= roster.size() && "Component pool cannot shrink.");
     if (newCapacity <= oldCapacity)
         return;
+    // Both or neither: a roster longer than the storage would hand out slots past its end. A
+    // refused allocation leaves the pool as it was (an allocation then finds it full).
     roster.resize(newCapacity);
-    storage.resize(static_cast<uint64_t>(newCapacity) * elementSize, true, false);
+    if (roster.size() != newCapacity)
+        return;
+    const uint64_t bytes = static_cast<uint64_t>(newCapacity) * elementSize;
+    storage.resize(bytes, true, false);
+    if (storage.size() != bytes) {
+        roster.resize(oldCapacity);
+        return;
+    }
     // Numbered from next, not from the old capacity: a pool grows only while empty or full, and
     // then the two are equal.
     for (uint32_t position = oldCapacity; position < newCapacity; ++position)

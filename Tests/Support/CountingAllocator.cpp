@@ -6,7 +6,7 @@ void* CountingAllocator::allocate(uint64_t size, uint64_t alignment, MemBlockTyp
     bool refuse = false;
     {
         std::lock_guard lock(mutex_);
-        refuse = refuse_;
+        refuse = refuse_ || refusedType_ == static_cast<int>(type);
     }
     // A refused request is logged but not counted: the caller never gets a block to give back.
     void* ptr = refuse ? nullptr : Allocator::allocate(size, alignment, type);
@@ -71,6 +71,11 @@ void CountingAllocator::clearLog() {
 void CountingAllocator::setRefuseAllocations(bool refuse) {
     std::lock_guard lock(mutex_);
     refuse_ = refuse;
+}
+
+void CountingAllocator::setRefusedType(int type) {
+    std::lock_guard lock(mutex_);
+    refusedType_ = type;
 }
 
 } // namespace Tarn::Testing

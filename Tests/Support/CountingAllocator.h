@@ -42,12 +42,15 @@ public:
     /// While set, allocate returns null without touching the heap or any counter (the request is
     /// still logged), to drive containers through their allocation-failure paths.
     void setRefuseAllocations(bool refuse);
+    /// As setRefuseAllocations, for requests with this tag only; -1 refuses none.
+    void setRefusedType(int type);
 
 private:
     mutable std::mutex mutex_;
     std::array<uint64_t, MemBlockTypeCount> bytes_{};
     std::vector<Call> log_;
     bool refuse_ = false;
+    int refusedType_ = -1;
 };
 
 } // namespace Tarn::Testing
