@@ -253,24 +253,34 @@ bool MemoryBuffer::writeBitsSlow(uint64_t bits, uint64_t count) {
 }
 
 bool MemoryBuffer::writeStringSlow(const char* characters, uint32_t length) {
-    // Room for the whole record is made first: a length without its text, or text without its
-    // length, would corrupt every value serialised after it.
-    const uint64_t total = uint64_t{4} + length;
-    if (!makeRoomForWrite(total)) {
+    if (length == 0) {
+        // A view of 2^32 - 1 characters: only the length goes, and its result does not count.
+        writeSlow(&length, 4);
+        return true;
+    }
+    // Storage grows as the record's two writes would grow it, the length's and then the text's,
+    // each by the write rule; but both are made room for before either is written, since a length
+    // without its text would corrupt every value serialised after it.
+    if (!makeRoomForWrite(4)) {
         return false;
+    }
+    const uint64_t afterLength = position + 4; // the size once the length is written
+    if (length > capacity - afterLength) {
+        reserve(std::max({afterLength + length, capacity * 3 / 2, MinWriteCapacity}));
+        if (length > capacity - afterLength) {
+            return false;
+        }
     }
     uint8_t* target = buffer + position;
     std::memcpy(target, &length, 4);
-    if (length != 0) {
-        const uint64_t count = length - 1u;
-        if (count != 0) {
-            std::memcpy(target + 4, characters, count);
-        }
-        // The terminator is written, not copied from the byte after the view, so a view that is
-        // not followed by a zero (a substring, a slice of a packet) still serialises correctly.
-        target[4 + count] = 0;
+    const uint64_t count = length - 1u;
+    if (count != 0) {
+        std::memcpy(target + 4, characters, count);
     }
-    position += total;
+    // The terminator is written, not copied from the byte after the view, so a view that is not
+    // followed by a zero (a substring, a slice of a packet) still serialises correctly.
+    target[4 + count] = 0;
+    position = afterLength + length;
     bufferSize = position;
     return true;
 }

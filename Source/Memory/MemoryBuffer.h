@@ -161,9 +161,10 @@ public:
         return true;
     }
 
-    /// Writes the 32-bit length (characters + 1), the characters and a terminating zero byte as one
-    /// write: false, writing nothing, when storage for all of it cannot be had. A view of 2^32 - 1
-    /// characters has a length of 0 and writes only the length.
+    /// Writes the 32-bit length (characters + 1), then the characters and a terminating zero byte;
+    /// storage grows as for those two writes. False, writing nothing, when storage for all of it
+    /// cannot be had. A view of 2^32 - 1 characters has a length of 0 and writes only the length
+    /// (true even where that write fails).
     bool writeString(StringView text) {
         const auto length = static_cast<uint32_t>(text.size() + 1);
         // The common case, the whole record fitting the storage, is copied here without a call.

@@ -214,11 +214,20 @@ TEST(MemoryBuffer, StringsAreLengthCharactersAndTerminator) {
               std::tuple("abc", "xy", ""));
     EXPECT_EQ(buffer.unreadSize(), 0u);
 
-    // Length, text and terminator are one write: one reserve of max(size + 2005, 0, 1024).
+    // Storage grows as the length's write and then the text's would: max(4, 0, 1024), then
+    // max(4 + 1101, 1024 * 3 / 2, 1024). From a cursor before the end, the text's write fits
+    // behind the length: nothing is allocated though size + record would not fit.
     MemoryBuffer fresh(&allocator);
     allocator.clearLog();
-    fresh.writeString(std::string(2000, 'q'));
-    EXPECT_EQ(allocator.allocationSizes(), (Sizes{2005}));
+    fresh.writeString(std::string(1100, 'q'));
+    EXPECT_EQ(allocator.allocationSizes(), (Sizes{1024, 1536}));
+    MemoryBuffer full(&allocator);
+    full.reserve(1024);
+    full.resize(1020);
+    allocator.clearLog();
+    EXPECT_TRUE(full.writeString("abcdefghi"));
+    EXPECT_TRUE(allocator.allocationSizes().empty());
+    EXPECT_EQ(full.size(), 14u);
 }
 
 TEST(MemoryBuffer, ShortDataReadsAsZerosAndNeverBeyondTheEnd) {
