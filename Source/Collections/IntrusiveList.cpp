@@ -78,8 +78,8 @@ void IntrusiveList::pushFront(IntrusiveNode* node) {
         TARN_ASSERT(node);
         return;
     }
-    TARN_ASSERT(node->next == nullptr);
-    TARN_ASSERT(node->prev == nullptr);
+    TARN_ASSERT_AT(node->next == nullptr, "Source\\Collections\\IntrusiveList", 39);
+    TARN_ASSERT_AT(node->prev == nullptr, "Source\\Collections\\IntrusiveList", 40);
     if (node->next != nullptr && node->prev != nullptr) {
         unlink(node); // still linked somewhere: move it rather than corrupt both lists
     }
@@ -94,7 +94,7 @@ void IntrusiveList::pushFront(IntrusiveNode* node) {
     head = node;
 
 #if defined(TARN_ENABLE_ASSERTIONS)
-    checkLinked(n);
+    checkLinked(n, 50);
 #endif
 }
 
@@ -103,8 +103,8 @@ void IntrusiveList::pushBack(IntrusiveNode* node) {
         TARN_ASSERT(node);
         return;
     }
-    TARN_ASSERT(node->next == nullptr);
-    TARN_ASSERT(node->prev == nullptr);
+    TARN_ASSERT_AT(node->next == nullptr, "Source\\Collections\\IntrusiveList", 58);
+    TARN_ASSERT_AT(node->prev == nullptr, "Source\\Collections\\IntrusiveList", 59);
     if (node->next != nullptr && node->prev != nullptr) {
         unlink(node);
     }
@@ -119,7 +119,7 @@ void IntrusiveList::pushBack(IntrusiveNode* node) {
     tailPrev = node;
 
 #if defined(TARN_ENABLE_ASSERTIONS)
-    checkLinked(n);
+    checkLinked(n, 69);
 #endif
 }
 
@@ -129,12 +129,13 @@ void IntrusiveList::insert(IntrusiveNode* prev, IntrusiveNode* node) {
         TARN_ASSERT(node);
         return;
     }
-    TARN_ASSERT(prev->next);
-    TARN_ASSERT(prev->prev);
-    TARN_ASSERT(node->next == nullptr);
-    TARN_ASSERT(node->prev == nullptr);
-    TARN_ASSERT(head->prev != nullptr && "List is empty");
-    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head && "List is empty");
+    TARN_ASSERT_AT(prev->next, "Source\\Collections\\IntrusiveList", 77);
+    TARN_ASSERT_AT(prev->prev, "Source\\Collections\\IntrusiveList", 78);
+    TARN_ASSERT_AT(node->next == nullptr, "Source\\Collections\\IntrusiveList", 79);
+    TARN_ASSERT_AT(node->prev == nullptr, "Source\\Collections\\IntrusiveList", 80);
+    TARN_ASSERT_AT(head->prev != nullptr && "List is empty", "Source\\Collections\\IntrusiveList", 81);
+    TARN_ASSERT_AT(tailPrev != (IntrusiveNode*)&head && "List is empty", "Source\\Collections\\IntrusiveList",
+                   82);
     if (node == prev) {
         return; // a node cannot follow itself
     }
@@ -157,12 +158,12 @@ void IntrusiveList::insert(IntrusiveNode* prev, IntrusiveNode* node) {
     prev->next = node;
 
 #if defined(TARN_ENABLE_ASSERTIONS)
-    checkLinked(n);
+    checkLinked(n, 100);
 #endif
 }
 
 void IntrusiveList::remove(IntrusiveNode* node) {
-    TARN_ASSERT(node);
+    TARN_ASSERT_AT(node, "Source\\Collections\\IntrusiveList", 138);
     if (node == nullptr || node->next == nullptr || node->prev == nullptr) {
         return; // not in any list: nothing to unlink
     }
@@ -174,16 +175,18 @@ void IntrusiveList::remove(IntrusiveNode* node) {
 
 #if defined(TARN_ENABLE_ASSERTIONS)
     const std::size_t m = countNodes();
-    TARN_ASSERT(n == m + 1);
+    TARN_ASSERT_AT(n == m + 1, "Source\\Collections\\IntrusiveList", 148);
 #endif
 }
 
 // After a node was linked: one more node than the `n` counted before, and both sentinels intact.
-void IntrusiveList::checkLinked([[maybe_unused]] std::size_t n) const noexcept {
+// The three checks of each linking operation have their own documented sites: `line` for the
+// count, the two after the next for the sentinels.
+void IntrusiveList::checkLinked([[maybe_unused]] std::size_t n, [[maybe_unused]] int line) const noexcept {
     [[maybe_unused]] const std::size_t m = countNodes();
-    TARN_ASSERT(n + 1 == m);
-    TARN_ASSERT(head->prev != nullptr);
-    TARN_ASSERT(tailPrev != (IntrusiveNode*)&head);
+    TARN_ASSERT_AT(n + 1 == m, "Source\\Collections\\IntrusiveList", line);
+    TARN_ASSERT_AT(head->prev != nullptr, "Source\\Collections\\IntrusiveList", line + 2);
+    TARN_ASSERT_AT(tailPrev != (IntrusiveNode*)&head, "Source\\Collections\\IntrusiveList", line + 3);
 }
 
 IntrusiveNode* IntrusiveList::popFront() {
@@ -202,7 +205,7 @@ IntrusiveNode* IntrusiveList::popFront() {
 
 #if defined(TARN_ENABLE_ASSERTIONS)
     const std::size_t m = countNodes();
-    TARN_ASSERT(n == m + 1);
+    TARN_ASSERT_AT(n == m + 1, "Source\\Collections\\IntrusiveList", 121);
 #endif
     return first;
 }

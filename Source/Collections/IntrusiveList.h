@@ -137,7 +137,7 @@ private:
     }
     std::size_t countNodes() const noexcept;
     // Declared whatever the assertion setting, so that the class is the same in every build.
-    void checkLinked(std::size_t n) const noexcept;
+    void checkLinked(std::size_t n, int line) const noexcept;
     void takeNodes(IntrusiveList& other) noexcept;
 
     IntrusiveNode* head;

@@ -11,9 +11,12 @@ PoolBase::PoolBase(uint64_t elementSize, uint64_t capacity, uint64_t pageSize, M
                    MemBlockType memType)
     : freeList(nullptr), numAllocated(0), elementSize(elementSize), capacity(0), pageSize(pageSize),
       allocator(allocator != nullptr ? allocator : Memory::Allocator::defaultAllocator()), memType(memType) {
-    TARN_ASSERT(elementSize >= sizeof(PoolHeader) &&
-                "Element size must be at least enough to store a pointer.");
-    TARN_ASSERT(pageSize <= MaxElementOffset && "Page size must be smaller or equal to max element offset.");
+    TARN_ASSERT_AT(elementSize >= sizeof(PoolHeader) &&
+                       "Element size must be at least enough to store a pointer.",
+                   "Source\\Collections\\PoolBase", 28);
+    TARN_ASSERT_AT(pageSize <= MaxElementOffset &&
+                       "Page size must be smaller or equal to max element offset.",
+                   "Source\\Collections\\PoolBase", 29);
     TARN_ASSERT(pageSize != 0 && "Page size must not be zero.");
     // After the report the pool goes on with the nearest usable values: a smaller slot could not
     // hold the free-list link, a larger page would give handles that name the wrong slot, and a
@@ -56,9 +59,12 @@ PoolBase::~PoolBase() = default;
 
 void PoolBase::resize(uint64_t desiredCapacity) {
     // A smaller request adds nothing below, so the pool is left as it was.
-    TARN_ASSERT(desiredCapacity >= capacity && "Pool does not support shrinkage.");
+    TARN_ASSERT_AT(desiredCapacity >= capacity && "Pool does not support shrinkage.",
+                   "Source\\Collections\\PoolBase", 36);
     uint64_t numPages = desiredCapacity / pageSize + (desiredCapacity % pageSize != 0 ? 1 : 0);
-    TARN_ASSERT(numPages <= MaxElementOffset && "Page count must be smaller or equal to max element offset.");
+    TARN_ASSERT_AT(numPages <= MaxElementOffset &&
+                       "Page count must be smaller or equal to max element offset.",
+                   "Source\\Collections\\PoolBase", 40);
     if (numPages > MaxElementOffset) {
         // Pages past the limit would get handles of other pages.
         numPages = MaxElementOffset;
@@ -132,15 +138,17 @@ uint32_t PoolBase::getHandle(const void* element) const {
             return static_cast<uint32_t>((pageIndex << 16) + offset);
         }
     }
-    TARN_ASSERT(false && "Element not part of any allocated pages.");
+    TARN_ASSERT_AT(false && "Element not part of any allocated pages.", "Source\\Collections\\PoolBase", 148);
     return 0;
 }
 
 void* PoolBase::getElement(uint32_t handle) const {
     const uint32_t pageIndex = getPageIndex(handle);
     const ElementOffset elementIndex = getElementOffset(handle);
-    TARN_ASSERT(pageIndex < pages.size() && "Page index out of range.");
-    TARN_ASSERT(elementIndex < pageSize && "Element index out of range.");
+    TARN_ASSERT_AT(pageIndex < pages.size() && "Page index out of range.", "Source\\Collections\\PoolBase",
+                   157);
+    TARN_ASSERT_AT(elementIndex < pageSize && "Element index out of range.", "Source\\Collections\\PoolBase",
+                   161);
     // No page, no address to compute from; an offset past the page is only arithmetic.
     if (pageIndex >= pages.size()) {
         return nullptr;

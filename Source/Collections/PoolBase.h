@@ -77,7 +77,8 @@ public:
         if (element == nullptr) {
             return;
         }
-        TARN_ASSERT(numAllocated && "No available elements to free.");
+        TARN_ASSERT_AT(numAllocated && "No available elements to free.", "Source\\Collections\\PoolBase",
+                       117);
         --numAllocated;
         auto* slot = static_cast<PoolHeader*>(element);
         slot->next = freeList;

@@ -247,7 +247,8 @@ public:
     /// data() up to capacity(). Asserts when `newSize` exceeds the capacity, then sets it anyway.
     void setSize(size_type newSize) {
         [[maybe_unused]] T* const capacityPtr = reinterpret_cast<T*>(this->capacityPtr);
-        TARN_ASSERT(begin() + newSize <= capacityPtr && "Size exceeds capacity.");
+        TARN_ASSERT_AT(begin() + newSize <= capacityPtr && "Size exceeds capacity.",
+                       "Source\\Collections\\SmallVector", 105);
         endPtr = beginPtr + newSize * sizeof(T);
     }
 

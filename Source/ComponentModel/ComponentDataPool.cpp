@@ -28,7 +28,7 @@ void ComponentDataPoolBase::allocate(ComponentHandle handle) {
         if (buffer.data() && buffer.size() > oldBytes)
             std::memset(buffer.data() + oldBytes, 0, buffer.size() - oldBytes);
     }
-    TARN_ASSERT(index < capacity);
+    TARN_ASSERT_IN(index < capacity, "Source\\ComponentModel\\ComponentDataPool");
 }
 
 void ComponentDataPoolBase::deallocate(ComponentHandle /*handle*/) {}

@@ -38,7 +38,8 @@ ComponentPoolBase::~ComponentPoolBase() {
 ComponentHandle ComponentPoolBase::allocateComponent() {
     if ((flags & AutomaticGrowth) != 0 && next == roster.size())
         resize(Internal::grownCapacity(next));
-    TARN_ASSERT(next < roster.size() && "Component pool over capacity.");
+    TARN_ASSERT_IN(next < roster.size() && "Component pool over capacity.",
+                   "Source\\ComponentModel\\ComponentPool");
     if (next >= roster.size())
         return {};
 

@@ -154,7 +154,8 @@ protected:
     Component* retireComponent(ComponentHandle handle) {
         Component* component = handle.pool == this ? handle.resolve() : nullptr;
         const uint32_t rosterIndex = component ? component->rosterIndex : next;
-        TARN_ASSERT(rosterIndex < next && "Roster index out of bounds");
+        TARN_ASSERT_IN(rosterIndex < next && "Roster index out of bounds",
+                       "Source\\ComponentModel\\ComponentPool");
         if (rosterIndex >= next)
             return nullptr;
         // roster[rosterIndex] is the handle's slot, so it is written, never read: with components

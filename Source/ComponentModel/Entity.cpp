@@ -27,7 +27,7 @@ bool derivesFrom(TypeId derived, TypeId base) {
 void Entity::addComponent(ComponentHandle handle) {
     Component* component = handle.resolve();
     if (!component) {
-        TARN_ASSERT(false);
+        TARN_ASSERT_IN(false, "Source\\ComponentModel\\Entity");
         return;
     }
     components.add(handle);

@@ -40,9 +40,20 @@ TARN_API bool areAssertionsEnabled();
 /// reports exactly: next < roster.size() && "Component pool over capacity."
 /// Release builds compile assertions out entirely (without TARN_ENABLE_ASSERTIONS): the condition
 /// is not evaluated.
+///
+/// The library's documented checks report a fixed site instead of where the check happens to sit
+/// in this tree: a source unit such as `Source\Memory\Allocator` and, where one is documented, a
+/// line number. Handlers and tools can then match a check by its site across versions.
+/// TARN_ASSERT_AT gives both; TARN_ASSERT_IN gives the unit with the actual line.
 #if defined(TARN_ENABLE_ASSERTIONS)
 #define TARN_ASSERT(condition)                                                                               \
     ((condition) ? static_cast<void>(0) : ::Tarn::reportAssertion(#condition, __FILE__, __LINE__))
+#define TARN_ASSERT_AT(condition, unit, line)                                                                \
+    ((condition) ? static_cast<void>(0) : ::Tarn::reportAssertion(#condition, unit, line))
+#define TARN_ASSERT_IN(condition, unit)                                                                      \
+    ((condition) ? static_cast<void>(0) : ::Tarn::reportAssertion(#condition, unit, __LINE__))
 #else
 #define TARN_ASSERT(condition) static_cast<void>(0)
+#define TARN_ASSERT_AT(condition, unit, line) static_cast<void>(0)
+#define TARN_ASSERT_IN(condition, unit) static_cast<void>(0)
 #endif

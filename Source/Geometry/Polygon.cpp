@@ -209,7 +209,7 @@ void Polygon::fixUp() {
             const double rest = Internal::shoelaceSum(remaining.begin(), remaining.end(), self);
             if (loopArea <= 0.0) {
                 if (rest > 0.0) {
-                    TARN_ASSERT(false);
+                    TARN_ASSERT_IN(false, "Source\\Geometry\\Polygon");
                     continue;
                 }
                 if (std::abs(rest) <= std::abs(loopArea)) {
@@ -220,7 +220,7 @@ void Polygon::fixUp() {
                 }
             } else {
                 if (rest >= 0.0) {
-                    TARN_ASSERT(false);
+                    TARN_ASSERT_IN(false, "Source\\Geometry\\Polygon");
                     continue;
                 }
                 std::vector<glm::vec3> repaired;
@@ -244,7 +244,7 @@ void Polygon::fixUp() {
 }
 
 std::vector<Polygon> Polygon::add(const Polygon& /*other*/) const {
-    TARN_ASSERT(false);
+    TARN_ASSERT_IN(false, "Source\\Geometry\\Polygon");
     return {};
 }
 

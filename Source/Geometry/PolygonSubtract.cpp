@@ -455,7 +455,7 @@ std::size_t nextIntersection(const VertexList& list, std::size_t startIdx) {
     do {
         idx = following(idx, list.size());
     } while (!list[idx].intersectionPoint && idx != startIdx);
-    TARN_ASSERT(idx != startIdx);
+    TARN_ASSERT_IN(idx != startIdx, "Source\\Geometry\\Polygon");
     return idx;
 }
 
@@ -464,7 +464,7 @@ std::size_t previousIntersection(const VertexList& list, std::size_t startIdx) {
     do {
         idx = previous(idx, list.size());
     } while (!list[idx].intersectionPoint && idx != startIdx);
-    TARN_ASSERT(idx != startIdx);
+    TARN_ASSERT_IN(idx != startIdx, "Source\\Geometry\\Polygon");
     return idx;
 }
 
@@ -608,9 +608,9 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
     auto theirContinuation = [&](std::size_t at) -> std::size_t {
         std::size_t theirEndIdx = at;
         do {
-            TARN_ASSERT(theirs[theirEndIdx].intersectionPoint);
+            TARN_ASSERT_IN(theirs[theirEndIdx].intersectionPoint, "Source\\Geometry\\Polygon");
             const std::size_t theirPreviousIdx = previousIntersection(theirs, theirEndIdx);
-            TARN_ASSERT(theirs[theirPreviousIdx].intersectionPoint);
+            TARN_ASSERT_IN(theirs[theirPreviousIdx].intersectionPoint, "Source\\Geometry\\Polygon");
             if (theirKeep[theirPreviousIdx] && !theirUsed[theirPreviousIdx]) {
                 return theirEndIdx;
             }
@@ -631,11 +631,11 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
         // Every pass walks one unused stretch, so n + m passes always suffice.
         for (std::size_t pass = 0; pass <= n + m; ++pass) {
             if (onMine) {
-                TARN_ASSERT(mine[myStartIdx].intersectionPoint);
+                TARN_ASSERT_IN(mine[myStartIdx].intersectionPoint, "Source\\Geometry\\Polygon");
                 myUsed[myStartIdx] = 1;
                 const std::size_t myEndIdx = nextIntersection(mine, myStartIdx);
-                TARN_ASSERT(myEndIdx != myStartIdx);
-                TARN_ASSERT(mine[myEndIdx].intersectionPoint);
+                TARN_ASSERT_IN(myEndIdx != myStartIdx, "Source\\Geometry\\Polygon");
+                TARN_ASSERT_IN(mine[myEndIdx].intersectionPoint, "Source\\Geometry\\Polygon");
                 for (std::size_t idx = myStartIdx; idx != myEndIdx; idx = following(idx, n)) {
                     appendUnlessRepeated(outline, mine[idx].position);
                 }
@@ -646,7 +646,7 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
                 const std::size_t twin = links.mineTwin[myEndIdx];
                 const std::size_t theirEndIdx = twin == kNone ? kNone : theirContinuation(twin);
                 if (theirEndIdx != kNone) {
-                    TARN_ASSERT(theirs[theirEndIdx].intersectionPoint);
+                    TARN_ASSERT_IN(theirs[theirEndIdx].intersectionPoint, "Source\\Geometry\\Polygon");
                     onMine = false;
                     theirStartIdx = theirEndIdx;
                     continue;
@@ -657,9 +657,9 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
                 }
                 myStartIdx = next;
             } else {
-                TARN_ASSERT(theirs[theirStartIdx].intersectionPoint);
+                TARN_ASSERT_IN(theirs[theirStartIdx].intersectionPoint, "Source\\Geometry\\Polygon");
                 const std::size_t theirPreviousIdx = previousIntersection(theirs, theirStartIdx);
-                TARN_ASSERT(theirs[theirPreviousIdx].intersectionPoint);
+                TARN_ASSERT_IN(theirs[theirPreviousIdx].intersectionPoint, "Source\\Geometry\\Polygon");
                 theirUsed[theirPreviousIdx] = 1;
                 appendUnlessRepeated(outline, theirs[theirStartIdx].position);
                 // Theirs is walked backwards, from its start vertex down to just after the previous
@@ -667,7 +667,7 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
                 std::size_t idx = previous(theirStartIdx, m);
                 while (idx != theirPreviousIdx) {
                     const Vertex* i = &theirs[idx];
-                    TARN_ASSERT(!i->intersectionPoint);
+                    TARN_ASSERT_IN(!i->intersectionPoint, "Source\\Geometry\\Polygon");
                     appendUnlessRepeated(outline, i->position);
                     idx = previous(idx, m);
                 }
@@ -677,7 +677,7 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
                 const std::size_t twin = links.theirTwin[theirPreviousIdx];
                 const std::size_t next = twin == kNone ? kNone : mineContinuation(twin);
                 if (next != kNone) {
-                    TARN_ASSERT(mine[next].intersectionPoint);
+                    TARN_ASSERT_IN(mine[next].intersectionPoint, "Source\\Geometry\\Polygon");
                     onMine = true;
                     myStartIdx = next;
                     continue;
@@ -687,7 +687,7 @@ std::vector<Polygon> trace(const VertexList& mine, const VertexList& theirs, con
                 if (theirFollowUpIdx == kNone) {
                     break;
                 }
-                TARN_ASSERT(theirs[theirFollowUpIdx].intersectionPoint);
+                TARN_ASSERT_IN(theirs[theirFollowUpIdx].intersectionPoint, "Source\\Geometry\\Polygon");
                 theirStartIdx = theirFollowUpIdx;
             }
         }
@@ -843,7 +843,7 @@ std::vector<Polygon> Polygon::subtract(const Polygon& other) const {
                 continue;
             }
             const std::size_t theirFollowUpIdx = nextIntersection(theirs, i);
-            TARN_ASSERT(theirs[theirFollowUpIdx].intersectionPoint);
+            TARN_ASSERT_IN(theirs[theirFollowUpIdx].intersectionPoint, "Source\\Geometry\\Polygon");
             // Where theirs runs along mine's outline, mine's own stretch already bounds the result.
             theirKeep[i] = classifyStretch(theirs, i, theirFollowUpIdx, mine, tolerance, Side::Inside,
                                            [](const glm::dvec2&, const glm::dvec2&) { return false; });

@@ -15,7 +15,7 @@ void* Allocator::allocate(uint64_t size, uint64_t alignment, MemBlockType /*type
     allocatedBytes.fetch_add(size);
     allocationCount.fetch_add(1);
     if (alignment > 16) {
-        TARN_ASSERT(false && "Unsupported alignment restrictions.");
+        TARN_ASSERT_AT(false && "Unsupported alignment restrictions.", "Source\\Memory\\Allocator", 35);
         return nullptr;
     }
     // The 64-bit heaps return 16-byte aligned blocks already; no adjustment is needed.

@@ -80,7 +80,7 @@ void MemoryBuffer::release() noexcept {
 }
 
 void MemoryBuffer::reserve(uint64_t newCapacity) {
-    TARN_ASSERT(allocator);
+    TARN_ASSERT_AT(allocator, "Source\\Memory\\MemoryBuffer", 50);
     if (allocator == nullptr || newCapacity <= capacity) {
         return;
     }
@@ -99,7 +99,7 @@ void MemoryBuffer::reserve(uint64_t newCapacity) {
 }
 
 void MemoryBuffer::resize(uint64_t newSize, bool keepData, bool forceReallocation) {
-    TARN_ASSERT(allocator);
+    TARN_ASSERT_AT(allocator, "Source\\Memory\\MemoryBuffer", 29);
     if (allocator == nullptr || newSize == bufferSize) {
         return;
     }
@@ -165,7 +165,7 @@ void MemoryBuffer::changeType(MemBlockType newType) {
 }
 
 void MemoryBuffer::copy(const MemoryBuffer& other) {
-    TARN_ASSERT(allocator);
+    TARN_ASSERT_AT(allocator, "Source\\Memory\\MemoryBuffer", 29);
     if (allocator == nullptr || &other == this) {
         return;
     }

@@ -102,7 +102,7 @@ Type& Type::setBase(const Type* base) {
     // Every lookup walks the base chain to its end: a cycle would never end.
     for (const Type* ancestor = base; ancestor; ancestor = ancestor->getBase()) {
         if (ancestor == this || (typeId != InvalidTypeId && ancestor->typeId == typeId)) {
-            TARN_ASSERT(false && "A type cannot be its own base.");
+            TARN_ASSERT_IN(false && "A type cannot be its own base.", "Source\\Reflection\\Type");
             return *this;
         }
     }
@@ -128,8 +128,8 @@ Type& Type::setMethods(const Method* newMethods, size_t count) {
 }
 
 Type& Type::setFields(std::span<Field> newFields) {
-    TARN_ASSERT(enumerators.empty() && "Enumeration cannot contain fields.");
-    TARN_ASSERT(this->fields.empty() && "set only.");
+    TARN_ASSERT_IN(enumerators.empty() && "Enumeration cannot contain fields.", "Source\\Reflection\\Type");
+    TARN_ASSERT_IN(this->fields.empty() && "set only.", "Source\\Reflection\\Type");
     // A type is a structure or an enumeration, and its field ids are fixed once handed out: a
     // refused call leaves the type as it was.
     if (!enumerators.empty() || !fields.empty())
@@ -141,8 +141,8 @@ Type& Type::setFields(std::span<Field> newFields) {
 }
 
 Type& Type::setFields(std::initializer_list<Field> newFields) {
-    TARN_ASSERT(enumerators.empty() && "Enumeration cannot contain fields.");
-    TARN_ASSERT(this->fields.empty() && "set only.");
+    TARN_ASSERT_IN(enumerators.empty() && "Enumeration cannot contain fields.", "Source\\Reflection\\Type");
+    TARN_ASSERT_IN(this->fields.empty() && "set only.", "Source\\Reflection\\Type");
     if (!enumerators.empty() || !fields.empty())
         return *this;
     fields.assign(newFields.begin(), newFields.end());
@@ -150,7 +150,7 @@ Type& Type::setFields(std::initializer_list<Field> newFields) {
 }
 
 Type& Type::addEnumerators(std::span<Enumerator> newEnumerators) {
-    TARN_ASSERT(fields.empty() && "Structure cannot contain enumerators.");
+    TARN_ASSERT_IN(fields.empty() && "Structure cannot contain enumerators.", "Source\\Reflection\\Type");
     if (!fields.empty())
         return *this;
     enumerators.reserve(enumerators.size() + newEnumerators.size());
@@ -160,7 +160,7 @@ Type& Type::addEnumerators(std::span<Enumerator> newEnumerators) {
 }
 
 Type& Type::addEnumerators(std::initializer_list<Enumerator> newEnumerators) {
-    TARN_ASSERT(fields.empty() && "Structure cannot contain enumerators.");
+    TARN_ASSERT_IN(fields.empty() && "Structure cannot contain enumerators.", "Source\\Reflection\\Type");
     if (!fields.empty())
         return *this;
     enumerators.insert(enumerators.end(), newEnumerators.begin(), newEnumerators.end());

@@ -137,8 +137,10 @@ void TypeDatabase::destroyInstance(const Type& type, void* instance) {
 }
 
 void* TypeDatabase::constructInstance(const Type& type, void* storage, uint64_t dataSize) {
-    TARN_ASSERT(type.isValid() && "Invalid type cannot be used to construct instance.");
-    TARN_ASSERT(type.getSize() <= dataSize && "Placement target too small to construct in.");
+    TARN_ASSERT_IN(type.isValid() && "Invalid type cannot be used to construct instance.",
+                   "Source\\Reflection\\TypeDatabase");
+    TARN_ASSERT_IN(type.getSize() <= dataSize && "Placement target too small to construct in.",
+                   "Source\\Reflection\\TypeDatabase");
     // Constructing anyway would write past the storage: the assertion reports it, the storage is
     // left untouched.
     if (!type.isValid() || type.getSize() > dataSize || !type.constructFn)

@@ -116,6 +116,8 @@ TEST(IntrusiveList, MisuseRaisesTheExactTextsAndKeepsListsConsistent) {
     list.pushBack(&b.link);
     list.pushBack(&a.link); // still linked: reported, then moved rather than duplicated
     EXPECT_EQ(recorder.texts(), (std::vector<std::string>{"node->next == nullptr", "node->prev == nullptr"}));
+    EXPECT_EQ(recorder.sites(), (std::vector<std::string>{"Source\\Collections\\IntrusiveList:58",
+                                                          "Source\\Collections\\IntrusiveList:59"}));
     EXPECT_EQ(values(list), (std::vector<int>{2, 1}));
     recorder.clear();
 

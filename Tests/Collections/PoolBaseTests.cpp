@@ -117,6 +117,11 @@ TEST(PoolBase, MisuseRaisesExactTextsAndLeavesThePoolUsable) {
                                         "false && \"Element not part of any allocated pages.\"",
                                         "pageIndex < pages.size() && \"Page index out of range.\"",
                                         "elementIndex < pageSize && \"Element index out of range.\""}));
+    // The documented sites, the inline deallocate's included (compiled into this client).
+    EXPECT_EQ(recorder.sites(), (std::vector<std::string>{
+                                    "Source\\Collections\\PoolBase:36", "Source\\Collections\\PoolBase:117",
+                                    "Source\\Collections\\PoolBase:148", "Source\\Collections\\PoolBase:157",
+                                    "Source\\Collections\\PoolBase:161"}));
 
     recorder.clear();
     PoolBase many(8, 0, 1);

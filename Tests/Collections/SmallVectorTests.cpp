@@ -88,6 +88,7 @@ TEST(SmallVector, TypedOperationsRefusedGrowthAndMisuse) {
     EXPECT_EQ(recorder.texts(),
               (std::vector<std::string>{"!empty() && \"Pop from an empty vector.\"",
                                         "begin() + newSize <= capacityPtr && \"Size exceeds capacity.\""}));
+    EXPECT_EQ(recorder.sites().back(), "Source\\Collections\\SmallVector:105");
     EXPECT_EQ(v.size(), 18u); // set anyway
     v.clear();
 }

@@ -30,6 +30,7 @@ TEST(Allocator, CountersFollowEveryRequestIncludingRefusedOnes) {
     // Refused, yet counted, so the caller's matching deallocate of null balances it.
     EXPECT_EQ(allocator.allocate(8, 32, MemBlockType::Buffer), nullptr);
     EXPECT_EQ(recorder.texts(), std::vector<std::string>{"false && \"Unsupported alignment restrictions.\""});
+    EXPECT_EQ(recorder.sites(), std::vector<std::string>{"Source\\Memory\\Allocator:35"});
     EXPECT_EQ(allocator.getAllocatedBytes(), 8u);
     EXPECT_EQ(allocator.getAllocationCount(), 1u);
     allocator.deallocate(nullptr, 8, MemBlockType::Buffer);

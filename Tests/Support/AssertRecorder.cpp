@@ -20,9 +20,10 @@ bool AssertRecorder::saw(const std::string& text) const {
     return std::find(texts_.begin(), texts_.end(), text) != texts_.end();
 }
 
-void AssertRecorder::record(const char* condition, const char*, int) {
+void AssertRecorder::record(const char* condition, const char* file, int line) {
     if (active) {
         active->texts_.emplace_back(condition);
+        active->sites_.push_back(std::string(file) + ":" + std::to_string(line));
     }
 }
 

@@ -17,15 +17,21 @@ public:
     AssertRecorder& operator=(const AssertRecorder&) = delete;
 
     const std::vector<std::string>& texts() const { return texts_; }
+    /// Where each was reported from, as "file:line", in the same order.
+    const std::vector<std::string>& sites() const { return sites_; }
     std::size_t count() const { return texts_.size(); }
     bool empty() const { return texts_.empty(); }
     /// True when an assertion with exactly this condition text was raised.
     bool saw(const std::string& text) const;
-    void clear() { texts_.clear(); }
+    void clear() {
+        texts_.clear();
+        sites_.clear();
+    }
 
 private:
     static void record(const char* condition, const char* file, int line);
     std::vector<std::string> texts_;
+    std::vector<std::string> sites_;
     AssertHandler previous_;
 };
 
