@@ -40,6 +40,13 @@ public:
     ///@}
     virtual ~Application();
 
+protected:
+    /// The main loop (see the class comment). With --nowindow and the base `update`, which always
+    /// returns true, it never ends: programs override `update`. (Declared here, ahead of
+    /// getDefaultLogLevel, to keep the virtual slot order.)
+    virtual void run();
+
+public:
     /// Parses the arguments; then either displays the help (with --help) or initialises, runs the
     /// main loop and cleans up. A failing `initialize` ends it at once, without the loop or
     /// `cleanup`. The program path at index 0 is examined like any argument and never matches.
@@ -69,9 +76,6 @@ public:
     static bool isBeingDebugged();
 
 protected:
-    /// The main loop (see the class comment). With --nowindow and the base `update`, which always
-    /// returns true, it never ends: programs override `update`.
-    virtual void run();
     /// Called for each well-formed argument before it is stored; false drops it.
     virtual bool processArg(StringView name, StringView value);
     /// Writes the common help text to standard output. A program prints its own usage first and
