@@ -49,8 +49,12 @@ public:
     void submitKeyDown(Key key, double time);
     void submitKeyUp(Key key, double time);
     ///@}
-    /// Queues typed text, taking it over: `text` is empty afterwards.
+    /// Queues typed text, taking it over: `text` is empty afterwards (a named string as well as a
+    /// temporary).
+    ///@{
     void submitChar(std::string&& text, double time);
+    void submitChar(std::string& text, double time) { submitChar(std::move(text), time); }
+    ///@}
     /// Queues a return to the all-zero state, e.g. when the window loses focus and releases
     /// would otherwise never arrive.
     void submitReset(double time);

@@ -23,14 +23,9 @@ void Mouse::submitReset(double time) {
 }
 
 void Mouse::enqueue(Event::Type type, double time, MouseButton button, glm::ivec2 target, int32_t delta) {
-    // Stamping each event with the position the queue has reached, not the one of the last frame,
-    // means a click that follows a move in the same frame reports where it really happened.
-    queue.push_back(Event{type, time, queuedPosition, button, target, delta});
-    if (type == Event::Type::Move) {
-        queuedPosition = target;
-    } else if (type == Event::Type::Reset) {
-        queuedPosition = {0, 0};
-    }
+    // The position current when the event is submitted: the state's, which queued moves change
+    // only at the next update. Where a click really happened is the target of the move before it.
+    queue.push_back(Event{type, time, state.position, button, target, delta});
 }
 
 void Mouse::update() {

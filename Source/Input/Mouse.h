@@ -31,8 +31,8 @@ public:
         Type type = Type::Reset;
         /// The time given to the submit call.
         double timestamp = 0.0;
-        /// Where the mouse was when the event was submitted, counting the moves queued before it
-        /// but not a Move's own target.
+        /// The mouse's position when the event was submitted: that of the last update, since
+        /// queued moves take effect only at the next one.
         glm::ivec2 position{0, 0};
         /// ButtonDown/ButtonUp: the button as submitted (any value); 0 otherwise.
         MouseButton button = MouseButton::Left;
@@ -88,8 +88,6 @@ private:
     bool hasEvent(Event::Type type, MouseButton button) const;
 
     State state;
-    /// Position as of the last queued event; becomes state.position at the next update.
-    glm::ivec2 queuedPosition{0, 0};
     std::vector<Event> events;
     std::vector<Event> queue;
 };

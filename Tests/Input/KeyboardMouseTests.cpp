@@ -47,7 +47,9 @@ TEST(Keyboard, ResetInTheMiddleOfAFrameKeepsOnlyWhatFollowsIt) {
     keyboard.submitReset(4.0);
     keyboard.submitKeyUp(Key::C, 5.0);
     keyboard.submitKeyDown(Key::D, 5.5);
-    keyboard.submitChar("y", 6.0);
+    std::string typed = "y";
+    keyboard.submitChar(typed, 6.0);
+    EXPECT_TRUE(typed.empty()) << "taken over";
     keyboard.update();
 
     EXPECT_FALSE(keyboard.isKeyDown(Key::A) || keyboard.isKeyDown(Key::B));
@@ -107,11 +109,12 @@ TEST(Mouse, ButtonsAndWheelPerFrameAndTouchSourcesInTheListOnly) {
     EXPECT_EQ(mouse.getWheel(), 0);
 }
 
-TEST(Mouse, EventsCarryThePositionTheQueueHadReachedAndResetClearsAll) {
+TEST(Mouse, EventsCarryThePositionOfTheLastUpdateAndResetClearsAll) {
     Mouse mouse;
     mouse.submitMove({10, 20}, 1.0);
     mouse.submitButtonDown(MouseButton::Left, 1.0);
     mouse.update();
+    EXPECT_EQ(mouse.getEvents()[1].position, glm::ivec2(0, 0)) << "the move takes effect at the update";
 
     mouse.submitButtonDown(MouseButton::Right, 2.0);
     mouse.submitMove({-5, 7}, 3.0);
@@ -124,11 +127,10 @@ TEST(Mouse, EventsCarryThePositionTheQueueHadReachedAndResetClearsAll) {
 
     const auto& events = mouse.getEvents();
     ASSERT_EQ(events.size(), 6u);
-    EXPECT_EQ(events[0].position, glm::ivec2(10, 20));
-    EXPECT_EQ(events[1].position, glm::ivec2(10, 20)) << "a move records where it started";
+    for (const auto& event : events) {
+        EXPECT_EQ(event.position, glm::ivec2(10, 20)) << "queued moves and resets do not count";
+    }
     EXPECT_EQ(events[1].target, glm::ivec2(-5, 7));
-    EXPECT_EQ(events[2].position, glm::ivec2(-5, 7));
-    EXPECT_EQ(events[5].position, glm::ivec2(0, 0)) << "after a reset";
     EXPECT_EQ(mouse.getPosition(), glm::ivec2(0, 0));
     EXPECT_FALSE(mouse.isButtonDown(MouseButton::Left)) << "held from an earlier frame";
     EXPECT_EQ(mouse.getWheel(), 3) << "only what follows the reset";
