@@ -18,8 +18,13 @@
 
 namespace Tarn::IO {
 
-/// The separator the library inserts between elements.
-inline constexpr char pathSeparator = '\\';
+/// The separator the library inserts between elements, '\\'. Usable both as the character
+/// (`pathSeparator`) and as a call (`pathSeparator()`), the two ways the name is met.
+struct PathSeparator {
+    constexpr operator char() const noexcept { return '\\'; }
+    constexpr char operator()() const noexcept { return '\\'; }
+};
+inline constexpr PathSeparator pathSeparator{};
 
 /// `a` joined with `b` by the append rule: the result is `b` when `b` is absolute or names another
 /// drive; a rooted `b` keeps `a`'s drive; otherwise "\" is inserted unless `a` is empty, ends in a

@@ -43,6 +43,7 @@ TEST(PathText, CombineFollowsTheAppendRule) {
         EXPECT_EQ(IO::combine(a, b), expected) << a << " + " << b;
     }
     EXPECT_EQ(IO::pathSeparator, '\\');
+    static_assert(IO::pathSeparator() == '\\');
 }
 
 TEST(PathText, ParentNeverLosesTheRootAndRelativePathStripsIt) {
