@@ -3,9 +3,9 @@
 
 namespace Tarn::Logging {
 
-namespace {
+std::atomic<Category> Consumer::defaultMinimumCategory{Category::Trace};
 
-std::atomic<Category> defaultMinimumCategory{Category::Trace};
+namespace {
 
 #define TARN_ESCAPE "\x1b"
 const char* const categoryNames[] = {"Trace", "Debug", "Info", "Warning", "Error", "Fatal"};

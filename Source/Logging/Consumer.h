@@ -38,7 +38,10 @@ public:
     /// Stores the minimum and recomputes the manager's effective minimum.
     void setMinimumCategory(Category category);
 
-    /// The minimum that consumers constructed from now on start with (initially Trace).
+    /// The minimum that consumers constructed from now on start with (initially Trace); atomic,
+    /// since any thread may construct a consumer while another changes it (setLoggerCategory).
+    static std::atomic<Category> defaultMinimumCategory;
+    /// The same, as calls.
     ///@{
     static void setDefaultMinimumCategory(Category category);
     static Category getDefaultMinimumCategory();

@@ -51,7 +51,8 @@ void dispatch(const char* file, int line, StringView name, Category category, co
     }
     Manager& state = manager();
     std::lock_guard lock(state.mutex);
-    const int written = std::vsnprintf(state.buffer, formatBufferSize, format, args);
+    // A null format is a caller's mistake that must not end the process: an empty message.
+    const int written = std::vsnprintf(state.buffer, formatBufferSize, format != nullptr ? format : "", args);
     if (written < 0 || static_cast<std::size_t>(written) >= formatBufferSize) {
         return; // never a truncated copy
     }

@@ -209,7 +209,7 @@ TEST(Application, InitializeSetsDefaultLevelAndColours) {
         app.frames = 1;
         app.start({"--nowindow", "--loglevel=warning", argument});
         EXPECT_EQ(console.getUseColor(), colours) << argument;
-        EXPECT_EQ(Tarn::Logging::Consumer::getDefaultMinimumCategory(), Category::Warning);
+        EXPECT_EQ(Tarn::Logging::Consumer::defaultMinimumCategory.load(), Category::Warning);
     }
     EXPECT_EQ(console.getMinimumCategory(), before); // an existing console keeps its minimum
     console.setUseColor(true);
