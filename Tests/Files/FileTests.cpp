@@ -376,6 +376,9 @@ TEST(FileHandle, OpenModesReadWriteAndSharing) {
     EXPECT_EQ(temp.read("h.bin"), "ab");
     EXPECT_TRUE(FileHandle::open(path, OpenMode::TruncateExisting, AccessMode::Write));
     EXPECT_EQ(temp.read("h.bin"), "");
+    temp.write("h.bin", "xyz");
+    EXPECT_TRUE(FileHandle::open(path, OpenMode::CreateAlways, AccessMode::Read)) << "empties it for reading";
+    EXPECT_EQ(temp.read("h.bin"), "");
     EXPECT_TRUE(FileHandle::open(temp.file("other.bin"), OpenMode::OpenAlways, AccessMode::Write));
     EXPECT_TRUE(temp.exists("other.bin"));
     EXPECT_EQ(capture.count(), 0u);

@@ -178,6 +178,19 @@ int fd(std::uintptr_t file) {
     return static_cast<int>(static_cast<std::intptr_t>(file));
 }
 
+// A descriptor opened for reading cannot be truncated: a second one, for writing, does it.
+bool truncateByPath(const std::filesystem::path& native) {
+    const int writer = ::open(native.c_str(), O_WRONLY | O_CLOEXEC);
+    if (writer < 0) {
+        return false;
+    }
+    const bool done = ftruncate(writer, 0) == 0;
+    const int saved = errno;
+    ::close(writer);
+    errno = saved;
+    return done;
+}
+
 } // namespace
 
 std::uintptr_t openFile(std::string_view path, Disposition disposition, Access access, Sharing sharing,
@@ -219,11 +232,13 @@ std::uintptr_t openFile(std::string_view path, Disposition disposition, Access a
         return fail(errno == EWOULDBLOCK ? EBUSY : errno);
     }
     // Truncation waits until the sharing check has passed, as it does on Windows.
+    // Windows creates or empties a file opened with CreateAlways for reading as well (the caller
+    // still needs the right to write it); it refuses TruncateExisting without write access.
+    if (disposition == Disposition::TruncateExisting && access != Access::Write) {
+        return fail(EINVAL);
+    }
     if (disposition == Disposition::CreateAlways || disposition == Disposition::TruncateExisting) {
-        if (access != Access::Write) {
-            return fail(EINVAL);
-        }
-        if (ftruncate(handle, 0) != 0) {
+        if (access == Access::Write ? ftruncate(handle, 0) != 0 : !truncateByPath(native)) {
             return fail(errno);
         }
     }
