@@ -5,6 +5,7 @@
 #include "Application/Internal/ApplicationPlatform.h"
 
 #include <cstdio>
+#include <iostream>
 #include <iterator>
 
 namespace Tarn {
@@ -127,10 +128,12 @@ void Application::displayHelp() const {
         "    --loglevel=<level>    Set the logging level of detail.  Level can be one of:\n",
         "                          trace, debug, info, warning, error, or fatal.\n",
     };
+    // Through the standard stream, so that a redirection of std::cout sees it as well as one of
+    // the process's standard output (the stream writes through C's stdout while synchronised).
     for (const char* line : lines) {
-        std::fputs(line, stdout);
+        std::cout << line;
     }
-    std::fflush(stdout);
+    std::cout.flush();
 }
 
 bool Application::initialize() {

@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <iostream>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -152,6 +154,16 @@ TEST(Application, HelpPrintsTheSixLinesAndRunsNothingElse) {
               "                          trace, debug, info, warning, error, or fatal.\n");
     EXPECT_TRUE(app.calls.empty());
     EXPECT_TRUE(app.hasArg("help")); // no cleanup either
+
+    // The standard stream itself: a program that redirects std::cout gets the lines (not the
+    // probe's usage line, which it writes to C's stdout).
+    std::ostringstream redirected;
+    std::streambuf* previous = std::cout.rdbuf(redirected.rdbuf());
+    StreamCapture quiet(StreamCapture::Stream::Output);
+    app.start({"--help"});
+    quiet.finish();
+    std::cout.rdbuf(previous);
+    EXPECT_EQ("Usage: probe [options]\n" + redirected.str(), text);
 }
 
 TEST(Application, RunOrderAndCleanupWithAndWithoutWindow) {
