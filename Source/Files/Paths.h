@@ -18,12 +18,15 @@
 
 namespace Tarn::IO {
 
-/// The separator the library inserts between elements, '\\'. Usable both as the character
-/// (`pathSeparator`) and as a call (`pathSeparator()`), the two ways the name is met.
+/// The type of `pathSeparator`: the character '\\' as a value and as a call.
 struct PathSeparator {
+    /// The character.
     constexpr operator char() const noexcept { return '\\'; }
+    /// The character, for code that calls `pathSeparator()`.
     constexpr char operator()() const noexcept { return '\\'; }
 };
+/// The separator the library inserts between elements, '\\'. Usable both as the character
+/// (`pathSeparator`) and as a call (`pathSeparator()`), the two ways the name is met.
 inline constexpr PathSeparator pathSeparator{};
 
 /// `a` joined with `b` by the append rule: the result is `b` when `b` is absolute or names another

@@ -48,8 +48,10 @@ TARN_API bool areAssertionsEnabled();
 #if defined(TARN_ENABLE_ASSERTIONS)
 #define TARN_ASSERT(condition)                                                                               \
     ((condition) ? static_cast<void>(0) : ::Tarn::reportAssertion(#condition, __FILE__, __LINE__))
+/// As TARN_ASSERT, reporting the documented site `unit` and `line` (see above).
 #define TARN_ASSERT_AT(condition, unit, line)                                                                \
     ((condition) ? static_cast<void>(0) : ::Tarn::reportAssertion(#condition, unit, line))
+/// As TARN_ASSERT, reporting the documented source unit `unit` with the actual line.
 #define TARN_ASSERT_IN(condition, unit)                                                                      \
     ((condition) ? static_cast<void>(0) : ::Tarn::reportAssertion(#condition, unit, __LINE__))
 #else
