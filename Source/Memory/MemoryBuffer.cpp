@@ -36,9 +36,9 @@ MemoryBuffer::MemoryBuffer(uint64_t size, bool reserveOnly, MemBlockType type) :
     }
 }
 
-MemoryBuffer::MemoryBuffer(void* external, uint64_t size) noexcept
-    : buffer(static_cast<uint8_t*>(external)), bufferSize(size), capacity(0), position(0), allocator(nullptr),
-      type(DefaultMemBlockType) {}
+MemoryBuffer::MemoryBuffer(const void* external, uint64_t size) noexcept
+    : buffer(static_cast<uint8_t*>(const_cast<void*>(external))), bufferSize(size), capacity(0), position(0),
+      allocator(nullptr), type(DefaultMemBlockType) {}
 
 MemoryBuffer::MemoryBuffer(MemoryBuffer&& other) noexcept
     : buffer(other.buffer), bufferSize(other.bufferSize), capacity(other.capacity), position(other.position),

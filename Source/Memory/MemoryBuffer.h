@@ -56,8 +56,9 @@ public:
     /// With `reserveOnly`, `size` bytes of capacity and size 0; otherwise as MemoryBuffer(size, type).
     MemoryBuffer(uint64_t size, bool reserveOnly, MemBlockType type = DefaultMemBlockType);
     /// Wraps `size` bytes at `external` without owning them: readable, every write fails, nothing
-    /// is freed.
-    MemoryBuffer(void* external, uint64_t size) noexcept;
+    /// is freed. The buffer never writes them, so constant bytes may be wrapped (do not write
+    /// through `data()` then).
+    MemoryBuffer(const void* external, uint64_t size) noexcept;
     // An allocator passed with a size would otherwise silently pick the wrapping constructor.
     MemoryBuffer(Allocator*, uint64_t) = delete;
 

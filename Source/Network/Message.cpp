@@ -256,8 +256,7 @@ private:
 
 Message::Message() : MemoryBuffer(kReservedPayload, true, DefaultMemBlockType) {}
 
-Message::Message(uint32_t id, const Message& other)
-    : MemoryBuffer(const_cast<uint8_t*>(other.data()), other.size()), id(id) {}
+Message::Message(uint32_t id, const Message& other) : MemoryBuffer(other.data(), other.size()), id(id) {}
 
 void* Message::operator new(std::size_t size) {
     return ::operator new(roundToLines(size), kLineAlignment);

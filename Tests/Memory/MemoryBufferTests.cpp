@@ -234,7 +234,7 @@ TEST(MemoryBuffer, ShortDataReadsAsZerosAndNeverBeyondTheEnd) {
     MemoryBuffer empty;
     EXPECT_EQ(empty.readMatrix(), glm::mat4(0.0f)); // every element read: no identity left over
     EXPECT_EQ(empty.pos(), 0u);
-    uint8_t bytes[6] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66};
+    const uint8_t bytes[6] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66};
     MemoryBuffer wrapped(bytes, sizeof(bytes));
     wrapped.seek(4);
     EXPECT_EQ(wrapped.read64(), 0x6655u);
