@@ -39,7 +39,8 @@ struct Gesture {
     enum class State : uint8_t { Begin, Update, End, Cancel };
 
     /// A flick's main direction on screen: along the axis it moved farther on (vertical on a tie).
-    enum class Direction : uint32_t { Left, Right, Up, Down };
+    /// Unscoped, so that it compares with the documented numbers 0 to 3 as well.
+    enum Direction : uint32_t { Left, Right, Up, Down };
 
     /// What was recognised.
     Kind kind = Kind::Hover;

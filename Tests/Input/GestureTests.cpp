@@ -151,6 +151,9 @@ TEST(Gestures, DragBeginsPastTheScaledThreshold) {
     }
 }
 
+// Directions are also the documented numbers.
+static_assert(Gesture::Left == 0 && Gesture::Right == 1 && Gesture::Up == 2 && Gesture::Direction::Down == 3);
+
 TEST(Gestures, FlickInEveryDirection) {
     const std::pair<glm::ivec2, std::string> cases[] = {{{380, 500}, "Left"},
                                                         {{620, 500}, "Right"},
