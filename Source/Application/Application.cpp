@@ -4,7 +4,6 @@
 
 #include "Application/Internal/ApplicationPlatform.h"
 
-#include <cstdio>
 #include <iostream>
 #include <iterator>
 

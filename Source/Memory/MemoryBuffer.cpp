@@ -222,17 +222,19 @@ bool MemoryBuffer::makeRoomForWrite(uint64_t count) {
     if (allocator == nullptr) {
         return false;
     }
-    if (count > capacity - bufferSize) {
-        if (count > UINT64_MAX - bufferSize) {
-            return false;
-        }
-        reserve(std::max({bufferSize + count, capacity * 3 / 2, MinWriteCapacity}));
-        // Writing past storage the allocator refused would corrupt the heap.
-        if (count > capacity - bufferSize) {
-            return false;
-        }
+    if (count > UINT64_MAX - bufferSize) {
+        return false;
     }
-    return true;
+    return growForWriteTo(bufferSize + count);
+}
+
+// Makes the capacity reach `end` by the write rule; false when the allocator refused.
+bool MemoryBuffer::growForWriteTo(uint64_t end) {
+    if (end > capacity) {
+        reserve(std::max({end, capacity * 3 / 2, MinWriteCapacity}));
+    }
+    // Writing past storage the allocator refused would corrupt the heap.
+    return end <= capacity;
 }
 
 bool MemoryBuffer::writeSlow(const void* source, uint64_t count) {
@@ -261,15 +263,9 @@ bool MemoryBuffer::writeStringSlow(const char* characters, uint32_t length) {
     // Storage grows as the record's two writes would grow it, the length's and then the text's,
     // each by the write rule; but both are made room for before either is written, since a length
     // without its text would corrupt every value serialised after it.
-    if (!makeRoomForWrite(4)) {
-        return false;
-    }
     const uint64_t afterLength = position + 4; // the size once the length is written
-    if (length > capacity - afterLength) {
-        reserve(std::max({afterLength + length, capacity * 3 / 2, MinWriteCapacity}));
-        if (length > capacity - afterLength) {
-            return false;
-        }
+    if (!makeRoomForWrite(4) || !growForWriteTo(afterLength + length)) {
+        return false;
     }
     uint8_t* target = buffer + position;
     std::memcpy(target, &length, 4);

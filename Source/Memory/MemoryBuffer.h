@@ -352,6 +352,7 @@ public:
 
 private:
     bool makeRoomForWrite(uint64_t count);
+    bool growForWriteTo(uint64_t end);
     bool writeSlow(const void* source, uint64_t count);
     bool writeBitsSlow(uint64_t bits, uint64_t count);
     bool writeStringSlow(const char* characters, uint32_t length);
